@@ -1,0 +1,220 @@
+// Keeping the indexes in step with each record written.
+//
+// Only one process writes records, so no lock spans the update of an index. Each index is brought
+// up to date by itself: what goes wrong with one deletes it, to be built again by its next open,
+// and never stops the others.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "alert_index.h"
+#include "alert_index/layout.h"
+#include "alert_lock/semaphore_lock.h"
+#include "alert_lock/store_guard.h"
+#include "alert_log.h"
+#include "common/descriptor.h"
+#include "common/log.h"
+#include "common/paths.h"
+
+using qel::Descriptor;
+using qel::kFailure;
+using qel::kServerIdIndex;
+using qel::kTimeIndex;
+using qel::Path;
+
+namespace {
+
+enum class Outcome {
+  kUpdated,  // the new entry stands, the changed bit can be cleared
+  kBuilt,    // the open has just built it from the log, the new record included
+  kDamaged   // to be deleted
+};
+
+// A record that was just written, and the one that its line held before.
+struct Change {
+  int line;
+  LPALERT_RECORD_INFO alert;
+  const ALERT_RECORD_INFO& overwritten;
+};
+
+int clear_created_flag(int type, const char* semfile) {
+  const int id = get_semaphore(semfile);
+  if (id == -1) {
+    ALERT_LOG(kFailure, "get_smaphore(%s) failed", semfile);
+    return -1;
+  }
+  if (lock_semaphore(id) != 0) {
+    ALERT_LOG(kFailure, "lock semaphore failed");
+    return -1;
+  }
+  index_create[type] = 0;
+  if (unlock_semaphore(id) != 0) {
+    ALERT_LOG(kFailure, "unlock semaphore failed");
+    return -1;
+  }
+  return 0;
+}
+
+int move_entries(int fd, int type, int start, int end, int direction) {
+  if (move_index_record(fd, type, start, end, direction) >= 0) return 0;
+  ALERT_LOG(kFailure, "move index record failed");
+  return -1;
+}
+
+int find_location(int fd, int type, int count, const Change& change) {
+  const int location =
+      type == kServerIdIndex
+          ? srv_alt_id_index_write_location(fd, count, change.alert)
+          : search_index_write_location(fd, type, count, change.alert, change.line);
+  if (location < 0) ALERT_LOG(kFailure, "search index(%s) location failed", idx_name[type]);
+  return location;
+}
+
+// Opens a gap at `location` and counts the new entry.
+int make_room(int fd, int type, INDEX_HEADER* header, int location) {
+  const int count = static_cast<int>(header->nCurCount);
+  if (location < count && move_entries(fd, type, location, count - 1, 1) != 0) return -1;
+  ++header->nCurCount;
+  if (write_index_header(fd, *header, 1) != 0) {
+    ALERT_LOG(kFailure, "write index file(%s) header failed", idx_name[type]);
+    return -1;
+  }
+  return 0;
+}
+
+int find_overwritten(int fd, int type, const Change& change) {
+  int position = -1;
+  if (type == kServerIdIndex) {
+    const int result = search_special_alt_id_record(fd, 0, change.overwritten, &position);
+    if (result >= 0 && position != -1) return position;
+    ALERT_LOG(kFailure, "call search_special_alt_id_record failed ,line = %d", change.line);
+    return -1;
+  }
+  position = search_special_record(fd, type, change.overwritten, 0, change.line);
+  if (position < 0) ALERT_LOG(kFailure, "call search_special_record failed");
+  return position;
+}
+
+// Drops the overwritten alert's entry from a full index and leaves a gap at *location, which was
+// found while that entry still stood.
+int replace_overwritten(int fd, int type, const Change& change, int* location) {
+  const int old = find_overwritten(fd, type, change);
+  if (old < 0) return -1;
+  if (*location < old) return move_entries(fd, type, *location, old - 1, 1);
+  if (*location == old) return 0;
+  --*location;
+  return *location > old ? move_entries(fd, type, old, *location, 0) : 0;
+}
+
+int write_entry(int fd, int type, int location, const Change& change) {
+  INDEX_RECORD_INFO entry = {};
+  entry.nLine = static_cast<unsigned>(change.line);
+  entry.alert_id = change.alert->alert_id;
+  snprintf(entry.szKeyVal, sizeof entry.szKeyVal, "%s", qel::key_of(*change.alert, type));
+  const int result = type == kServerIdIndex ? write_index_srv_id_record(fd, location, entry)
+                                            : write_index_record(fd, location, entry);
+  if (result != 0) ALERT_LOG(kFailure, "write index record(No. %d) failed", location);
+  return result;
+}
+
+Outcome update_index(int type, const Change& change, const char* semfile) {
+  const Descriptor index(open_file(idx_name[type], O_RDWR));
+  if (!index.valid()) {
+    ALERT_LOG(kFailure, "open index file(%s) failed", idx_name[type]);
+    return Outcome::kDamaged;
+  }
+  if (index_create[type] == 1) {
+    return clear_created_flag(type, semfile) == 0 ? Outcome::kBuilt : Outcome::kDamaged;
+  }
+  INDEX_HEADER header = {};
+  if (read_index_header(index.get(), &header) < 0) {
+    ALERT_LOG(kFailure, "read index file(%s) header failed", idx_name[type]);
+    return Outcome::kDamaged;
+  }
+  const int fd = index.get();
+  int location = find_location(fd, type, static_cast<int>(header.nCurCount), change);
+  if (location < 0) return Outcome::kDamaged;
+  const bool full = header.nCurCount == static_cast<unsigned>(alt_max_count);
+  const int room = full ? replace_overwritten(fd, type, change, &location)
+                        : make_room(fd, type, &header, location);
+  if (room != 0 || write_entry(fd, type, location, change) != 0) return Outcome::kDamaged;
+  return Outcome::kUpdated;
+}
+
+void clear_changed_bit(int log_fd, int type) {
+  ALERT_FILE_HEADER header = {};
+  if (read_alert_header(log_fd, &header) < 0) {
+    ALERT_LOG(kFailure, "read alert file header failed");
+    return;
+  }
+  header.isChanged &= ~(1 << type);
+  if (write_alert_header(log_fd, header, 1) != 0) {
+    ALERT_LOG(kFailure, "write alert file header failed");
+  }
+}
+
+int delete_damaged(int type) {
+  ALERT_LOG(kFailure, "Because the index file [%s] is error,will recreate the index file ...!",
+            idx_name[type]);
+  const Path path = qel::store_path(idx_name[type]);
+  if (remove(path.text) != 0 && errno != ENOENT) {
+    ALERT_LOG(kFailure, "remove alert index file(%s) failed", path.text);
+    return -1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int index_create[ALERT_INDEX_COUNT];
+
+int modify_index_file(int line, LPALERT_RECORD_INFO paltrecd, ALERT_RECORD_INFO oldalt) {
+  ALERT_TRACE_FUNCTION();
+  const Descriptor log(open_file(alt_name_only, O_RDWR));
+  if (!log.valid()) {
+    ALERT_LOG(kFailure, "open alert file(%s) failed", alt_name_only);
+    return -1;
+  }
+  if (mkdir_path(alt_cmd_path) != 0) {
+    ALERT_LOG(kFailure, "call mkdir_path(%s) failed", alt_cmd_path);
+    return -1;
+  }
+  const Path semfile = qel::semaphore_path(qel::kSemaphoreIndex);
+  memset(index_create, 0, sizeof index_create);
+  const Change change = {line, paltrecd, oldalt};
+  for (int type = kTimeIndex; type < ALERT_INDEX_COUNT; ++type) {
+    const Outcome outcome = update_index(type, change, semfile.text);
+    if (outcome == Outcome::kUpdated) clear_changed_bit(log.get(), type);
+    if (outcome == Outcome::kDamaged && delete_damaged(type) != 0) return -1;
+  }
+  return 0;
+}
+
+int check_dup_alert(const char* buf) {
+  ALERT_TRACE_FUNCTION();
+  if (buf == nullptr) {
+    ALERT_LOG(kFailure, "parameter error");
+    return -1;
+  }
+  ALERT_RECORD_INFO alert;
+  memcpy(&alert, buf, sizeof alert);
+  alert.szServer[sizeof alert.szServer - 1] = '\0';
+  const qel::StoreGuard guard;
+  const Descriptor index(open_file(idx_name[kServerIdIndex], O_RDONLY));
+  if (!index.valid()) {
+    ALERT_LOG(kFailure, "open index file(%s) failed", idx_name[kServerIdIndex]);
+    return -1;
+  }
+  int position;
+  if (search_special_alt_id_record(index.get(), 1, alert, &position) < 0) {
+    ALERT_LOG(kFailure, "search_special_alt_id_record failed");
+    return -1;
+  }
+  const int duplicated = position >= 0 ? 1 : 0;
+  ALERT_LOG(qel::kDetail,
+            "check duplicate finished, duplicate = %d[0-not duplicated, 1-duplicated]", duplicated);
+  return duplicated;
+}
