@@ -1,5 +1,9 @@
 #include "alert_index/index_reader.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <memory>
 #include <new>
 
@@ -14,14 +18,31 @@ constexpr int kRangeBlock = 1024;  // entries that one read of a range fetches a
 
 }  // namespace
 
+IndexReader::~IndexReader() {
+  if (!locked_) return;
+  if (lock_reg(fd_, F_SETLK, F_UNLCK, kIndexHeader, SEEK_SET, 0) == -1) {
+    ALERT_LOG(kFailure, "unlock file failed: %d", errno);
+  }
+}
+
+int IndexReader::lock() {
+  if (locked_) return 0;
+  locked_ = lock_reg(fd_, F_SETLKW, F_RDLCK, kIndexHeader, SEEK_SET, 0) != -1;
+  if (locked_) return 0;
+  ALERT_LOG(kFailure, "lock file failed: %d", errno);
+  return -1;
+}
+
 int IndexReader::fetch(int first, int count) {
   const size_t size = static_cast<size_t>(count) * index_record_size(idxtype_);
-  memset(block_, 0, size);
   count_ = 0;
-  if (read_local_disk(fd_, index_offset(idxtype_, first), block_, size, size) != 0) {
-    ALERT_LOG(kFailure, "call read_local_disk failed");
+  if (lock() != 0) return -1;
+  const ssize_t got = pread(fd_, block_, size, index_offset(idxtype_, first));
+  if (got < 0) {
+    ALERT_LOG(kFailure, "read failed");
     return -1;
   }
+  memset(block_ + got, 0, size - static_cast<size_t>(got));
   first_ = first;
   count_ = count;
   return 0;

@@ -8,11 +8,15 @@
 
 namespace qel {
 
-// Gives the same entries as read_index_record and read_index_srv_id_record, but lets neighbouring
-// probes share one read. What it has read is as old as the reader: use one for each search.
+// Gives the same entries as read_index_record and read_index_srv_id_record, but neighbouring probes
+// share one read, and all of them one shared lock of the entries, from the first probe to the end
+// of the reader. What it has read is as old as the reader: use one for each search.
 class IndexReader {
  public:
   IndexReader(int fd, int idxtype) : fd_(fd), idxtype_(idxtype) {}
+  ~IndexReader();
+  IndexReader(const IndexReader&) = delete;
+  IndexReader& operator=(const IndexReader&) = delete;
 
   int type() const { return idxtype_; }
 
@@ -23,12 +27,14 @@ class IndexReader {
  private:
   static constexpr int kBlock = 64;  // entries that one read fetches at most
 
+  int lock();
   int fetch(int first, int count);
 
   int fd_;
   int idxtype_;
   int first_ = 0;  // first position of the block
   int count_ = 0;  // entries in the block
+  bool locked_ = false;
   char block_[kBlock * kLongRecord];
 };
 

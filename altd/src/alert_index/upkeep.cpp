@@ -144,13 +144,15 @@ Outcome update_index(int type, const Change& change, const char* semfile) {
   return Outcome::kUpdated;
 }
 
-void clear_changed_bit(int log_fd, int type) {
+// Clears the bits of the indexes that were updated, all in one write of the header. A crash before
+// it has all of them built again.
+void clear_changed_bits(int log_fd, int updated) {
   ALERT_FILE_HEADER header = {};
   if (read_alert_header(log_fd, &header) < 0) {
     ALERT_LOG(kFailure, "read alert file header failed");
     return;
   }
-  header.isChanged &= ~(1 << type);
+  header.isChanged &= ~updated;
   if (write_alert_header(log_fd, header, 1) != 0) {
     ALERT_LOG(kFailure, "write alert file header failed");
   }
@@ -185,12 +187,15 @@ int modify_index_file(int line, LPALERT_RECORD_INFO paltrecd, ALERT_RECORD_INFO 
   const Path semfile = qel::semaphore_path(qel::kSemaphoreIndex);
   memset(index_create, 0, sizeof index_create);
   const Change change = {line, paltrecd, oldalt};
-  for (int type = kTimeIndex; type < ALERT_INDEX_COUNT; ++type) {
+  int updated = 0;  // a bit for each index type
+  int result = 0;
+  for (int type = kTimeIndex; type < ALERT_INDEX_COUNT && result == 0; ++type) {
     const Outcome outcome = update_index(type, change, semfile.text);
-    if (outcome == Outcome::kUpdated) clear_changed_bit(log.get(), type);
-    if (outcome == Outcome::kDamaged && delete_damaged(type) != 0) return -1;
+    if (outcome == Outcome::kUpdated) updated |= 1 << type;
+    if (outcome == Outcome::kDamaged) result = delete_damaged(type);
   }
-  return 0;
+  if (updated != 0) clear_changed_bits(log.get(), updated);
+  return result;
 }
 
 int check_dup_alert(const char* buf) {

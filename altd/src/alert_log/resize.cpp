@@ -66,18 +66,17 @@ bool is_local(const ALERT_RECORD_INFO& record) {
   return local_svr != nullptr && strcmp(record.szServer, local_svr->svr_name) == 0;
 }
 
-// Writes one record at `line` of the new log and counts it.
+// Writes one record at `line` of the new log and counts it. The header holds no local id yet: one
+// that is printed narrower than the one before would leave a second line end behind.
 bool append_record(int work_fd, int line, const ALERT_RECORD_INFO& record,
-                   ALERT_FILE_HEADER* work_header) {
+                   ALERT_FILE_HEADER* work_header, uint32_t* local_id) {
   if (write_alert_record(work_fd, line, record, *work_header, 1, kNoIndexes) != 0) {
     ALERT_LOG(kFailure, "write alert record into tmp file (No. %d) failed", line);
     return false;
   }
   ++work_header->nCurCount;
   ++work_header->nCurToWrite;
-  if (is_local(record)) {
-    work_header->current_alert_id = std::max(work_header->current_alert_id, record.alert_id);
-  }
+  if (is_local(record)) *local_id = std::max(*local_id, record.alert_id);
   return true;
 }
 
@@ -94,8 +93,10 @@ int find_kept_lines(int dropped, int count, int* lines) {
   return -1;
 }
 
-// Copies the newest records, oldest first, leaving out the first `dropped` of `count`.
-int copy_newest(int log_fd, int work_fd, int dropped, int count, ALERT_FILE_HEADER* work_header) {
+// Copies the newest records, oldest first, leaving out the first `dropped` of `count`. *local_id is
+// the highest id among those of this server.
+int copy_newest(int log_fd, int work_fd, int dropped, int count, ALERT_FILE_HEADER* work_header,
+                uint32_t* local_id) {
   const int kept = count - dropped;
   const std::unique_ptr<int[]> lines(new (std::nothrow) int[static_cast<size_t>(kept)]);
   if (lines == nullptr) {
@@ -107,7 +108,7 @@ int copy_newest(int log_fd, int work_fd, int dropped, int count, ALERT_FILE_HEAD
   if (log.open(log_fd) != 0) return -1;
   bool written = true;
   const int read = log.read(lines.get(), kept, [&](int line, const ALERT_RECORD_INFO& record) {
-    return written = append_record(work_fd, line, record, work_header);
+    return written = append_record(work_fd, line, record, work_header, local_id);
   });
   if (written && read < kept) ALERT_LOG(kFailure, "read alert record(No. %d) failed", lines[read]);
   return read == kept ? 0 : -1;
@@ -121,7 +122,9 @@ int build_work_file(int log_fd, const WorkFile& work, int dropped, int count, in
     ALERT_LOG(kFailure, "write alert header failed");
     return -1;
   }
-  if (copy_newest(log_fd, work.fd(), dropped, count, &header) != 0) return -1;
+  uint32_t local_id = 0;
+  if (copy_newest(log_fd, work.fd(), dropped, count, &header, &local_id) != 0) return -1;
+  header.current_alert_id = local_id;
   header.nMaxCount = header.nCurCount = static_cast<uint32_t>(newsize);
   header.nCurToWrite = 0;
   header.isChanged = kAllChanged;

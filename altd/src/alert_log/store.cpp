@@ -12,8 +12,7 @@ using qel::kFailure;
 
 namespace {
 
-// The values of isChanged at which the indexes are known to be in step with the log.
-bool indexes_in_step(int changed) { return changed == 0 || changed == 64; }
+constexpr int kIndexBits = (1 << ALERT_INDEX_COUNT) - 1;
 
 }  // namespace
 
@@ -40,7 +39,8 @@ int udp_write_disk(const char* buf, size_t len, int islocal) {
     ALERT_LOG(kFailure, "read alert file header failed");
     return -1;
   }
-  if (!indexes_in_step(header.isChanged)) {
+  // The integrity check looks at the index bits only; without one there is nothing to check.
+  if ((header.isChanged & kIndexBits) != 0) {
     const int checked = check_index_file_status();
     if (checked != 0) return checked;
   }

@@ -1,0 +1,247 @@
+#include "daemon.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "alert_log.h"
+#include "alert_msg.h"
+#include "alert_udp.h"
+#include "common/paths.h"
+#include "log.h"
+#include "recovery.h"
+#include "status_report.h"
+#include "unique_fd.h"
+#include "version.h"
+
+namespace qel::daemon {
+
+namespace {
+
+constexpr uint64_t kTickUsec = 1000000;          // the settings of the protocol count in these
+constexpr char kStoreLock[] = "qelalertd.lock";  // in the store's directory
+
+std::string now_text() {
+  char text[ALERT_TIME_SIZE];
+  get_current_localtime(text, sizeof text);
+  return text;
+}
+
+bool failed(int result, const char* what, std::string* error) {
+  if (result >= 0) return false;
+  *error = std::string(what) + " cannot be set up: " + strerror(-result);
+  return true;
+}
+
+// Keeps `source` when it could be made.
+bool keep(int result, sd_event_source* source, Source* owner, const char* what,
+          std::string* error) {
+  if (failed(result, what, error)) return false;
+  owner->reset(source);
+  return true;
+}
+
+}  // namespace
+
+Daemon::Daemon()
+    : intake_(settings_), status_([this] { return status_report(started_, intake_); }) {}
+
+Daemon::~Daemon() {
+  release_svrlist(&server_list_head);
+  release_svrlist(&new_server_list);
+  release_svrlist(&local_svr);
+}
+
+bool Daemon::start(std::string* error) {
+  started_ = now_text();
+  if (!load_configuration(&settings_, error)) return false;
+  DAEMON_LOG(kNotable, "qelalertd %s starts", kVersion);
+  const struct rlimit core = {static_cast<rlim_t>(alt_rlimit_core < 0 ? 0 : alt_rlimit_core),
+                              RLIM_INFINITY};
+  if (alt_rlimit_core > 0) setrlimit(RLIMIT_CORE, &core);
+  event_ = make_event_loop();
+  if (event_ == nullptr) {
+    *error = std::string("the event loop cannot be made: ") + strerror(errno);
+    return false;
+  }
+  return take_instances(error) && name_local_server(error) && open_store(error) &&
+         make_sources(error) && status_.listen(event_.get(), settings_.socket, error);
+}
+
+// The directories are made here with a usual mode; the library's own would keep a non-root owner
+// from writing.
+bool Daemon::take_instances(std::string* error) {
+  return pid_file_.take(settings_.pid_file, error) &&
+         make_parent_directory(std::string(alt_cmd_path) + ".", error) &&
+         store_lock_.take(store_path(kStoreLock).text, error);
+}
+
+bool Daemon::name_local_server(std::string* error) {
+  char name[256] = {};
+  if (get_local_server(name) != 0 || name[0] == '\0' || strlen(name) >= ALERT_NAME_SIZE) {
+    *error = "the host name \"" + std::string(name) + "\" is no server name of 1 to 64 characters";
+    return false;
+  }
+  ty_svrlist self = {};
+  self.svr_name = name;
+  if (add_to_server_list(&server_list_head, &self) == 0 &&
+      add_to_server_list(&local_svr, &self) == 0) {
+    return true;
+  }
+  *error = "not enough memory";
+  return false;
+}
+
+bool Daemon::open_store(std::string* error) {
+  const bool unclean = store_lock_.found_unclean();
+  if (unclean) mend_files();
+  // Opening makes a missing log, and judges one that does not fit its header.
+  if (check_file_size() < 0 && check_file_size() < 0) {
+    *error = std::string("the alert log ") + store_path(alt_name_only).text +
+             " cannot be opened; the diagnostic log says why";
+    return false;
+  }
+  if (unclean && complete_interrupted_store() != 0) {
+    DAEMON_LOG(kFailure, "the alert log could not be mended completely");
+  }
+  fit_capacity();
+  const UniqueFd intake(open_file(alt_name_temp, O_RDWR));
+  if (!intake) {
+    *error = std::string("the intake file ") + store_path(alt_name_temp).text +
+             " cannot be opened; the diagnostic log says why";
+    return false;
+  }
+  allow_local_writing();
+  return true;
+}
+
+// Never for the capacity that the log has: that would ruin a full one.
+void Daemon::fit_capacity() {
+  if (check_file_size() != 1) return;
+  DAEMON_LOG(kNotable, "the alert log gets the capacity %d", alt_max_count);
+  if (adjust_alert_record(alt_max_count) != 0) {
+    DAEMON_LOG(kFailure, "the capacity of the alert log could not be changed");
+  }
+}
+
+// Without peers there is nobody to ask for this server's highest alert id.
+void Daemon::allow_local_writing() {
+  start_count_time_for_maxalertid_localserver = 0;
+  get_maxalertid_localserver_now = 0;
+  start_write_local_logfile = 1;
+}
+
+bool Daemon::make_sources(std::string* error) {
+  sd_event* event = event_.get();
+  sd_event_source* source = nullptr;
+  int result =
+      sd_event_add_time_relative(event, &source, CLOCK_MONOTONIC, kTickUsec, 0, on_tick, this);
+  if (!keep(result, source, &tick_, "the tick", error)) return false;
+  result = sd_event_add_defer(event, &source, on_drain, this);
+  if (!keep(result, source, &drain_, "the intake", error)) return false;
+  result = sd_event_add_signal(event, &source, SIGTERM, on_stop, this);
+  if (!keep(result, source, &stop_term_, "SIGTERM", error)) return false;
+  result = sd_event_add_signal(event, &source, SIGINT, on_stop, this);
+  if (!keep(result, source, &stop_int_, "SIGINT", error)) return false;
+  result = sd_event_add_signal(event, &source, SIGHUP, on_reload, this);
+  if (!keep(result, source, &reload_, "SIGHUP", error)) return false;
+  watch_intake();
+  return true;
+}
+
+// Watches the file that programs append to at the moment; a file that was replaced is found by the
+// tick.
+void Daemon::watch_intake() {
+  sd_event_source* source = nullptr;
+  const uint32_t mask = IN_MODIFY | IN_DELETE_SELF | IN_MOVE_SELF;
+  const int result = sd_event_add_inotify(event_.get(), &source, store_path(alt_name_temp).text,
+                                          mask, on_intake, this);
+  if (result < 0) {
+    DAEMON_LOG(kMinor, "the intake cannot be watched: %s", strerror(-result));
+  } else {
+    intake_watch_.reset(source);
+  }
+}
+
+int Daemon::run() {
+  sd_event_set_watchdog(event_.get(), 1);
+  tell_service_manager("READY=1");
+  const int result = sd_event_loop(event_.get());
+  tell_service_manager("STOPPING=1");
+  DAEMON_LOG(kNotable, "qelalertd ends");
+  if (result < 0) DAEMON_LOG(kFailure, "the event loop failed: %s", strerror(-result));
+  return result == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+void Daemon::tell_service_manager(const char* state) {
+  sd_notifyf(0, "%s\nSTATUS=%llu alerts stored, %llu set aside", state,
+             static_cast<unsigned long long>(intake_.counters().stored),
+             static_cast<unsigned long long>(intake_.counters().set_aside));
+}
+
+int Daemon::on_tick(sd_event_source* source, uint64_t due, void* self) {
+  static_cast<Daemon*>(self)->tick();
+  // Steady: from when it was due, not from when it ran; ticks that were missed are not made up.
+  uint64_t now = due;
+  sd_event_now(sd_event_source_get_event(source), CLOCK_MONOTONIC, &now);
+  const uint64_t next = due + kTickUsec;
+  sd_event_source_set_time(source, next > now ? next : now + kTickUsec);
+  return sd_event_source_set_enabled(source, SD_EVENT_ONESHOT);
+}
+
+void Daemon::tick() {
+  // A damaged log was deleted and made anew meanwhile.
+  if (start_write_local_logfile == 0) allow_local_writing();
+  if (intake_watch_ == nullptr) watch_intake();
+  if (intake_.waiting_bytes() > 0) drain_soon();
+}
+
+int Daemon::on_intake(sd_event_source*, const struct inotify_event* change, void* self) {
+  auto* daemon = static_cast<Daemon*>(self);
+  if ((change->mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) != 0) {
+    daemon->intake_watch_.reset();
+  }
+  daemon->drain_soon();
+  return 0;
+}
+
+void Daemon::drain_soon() { sd_event_source_set_enabled(drain_.get(), SD_EVENT_ONESHOT); }
+
+int Daemon::on_drain(sd_event_source*, void* self) {
+  auto* daemon = static_cast<Daemon*>(self);
+  if (start_write_local_logfile == 0) return 0;
+  // After trouble the tick tries again.
+  if (daemon->intake_.round() == IntakeDrain::Outcome::kMore) daemon->drain_soon();
+  return 0;
+}
+
+int Daemon::on_stop(sd_event_source* source, const struct signalfd_siginfo*, void*) {
+  return sd_event_exit(sd_event_source_get_event(source), 0);
+}
+
+int Daemon::on_reload(sd_event_source*, const struct signalfd_siginfo*, void* self) {
+  static_cast<Daemon*>(self)->reload();
+  return 0;
+}
+
+void Daemon::reload() {
+  tell_service_manager("RELOADING=1");
+  std::string error;
+  if (load_configuration(&settings_, &error)) {
+    DAEMON_LOG(kNotable, "the configuration was read again");
+    fit_capacity();
+  } else {
+    DAEMON_LOG(kFailure, "the configuration stays as it was: %s", error.c_str());
+  }
+  tell_service_manager("READY=1");
+}
+
+}  // namespace qel::daemon

@@ -1,0 +1,64 @@
+// The alert daemon of one server.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "event_loop.h"
+#include "instance.h"
+#include "intake_drain.h"
+#include "settings.h"
+#include "status_socket.h"
+
+namespace qel::daemon {
+
+// Owns the store: it is the only process that writes records. Everything runs on one thread, the
+// event loop's; calls of the library never overlap.
+class Daemon {
+ public:
+  Daemon();
+  ~Daemon();
+  Daemon(const Daemon&) = delete;
+  Daemon& operator=(const Daemon&) = delete;
+
+  // Everything up to the first event. False with the reason in *error.
+  bool start(std::string* error);
+
+  // Serves until SIGTERM or SIGINT; the process's exit status.
+  int run();
+
+ private:
+  static int on_tick(sd_event_source*, uint64_t, void* self);
+  static int on_intake(sd_event_source*, const struct inotify_event* change, void* self);
+  static int on_drain(sd_event_source*, void* self);
+  static int on_stop(sd_event_source*, const struct signalfd_siginfo* signal, void* self);
+  static int on_reload(sd_event_source*, const struct signalfd_siginfo*, void* self);
+
+  bool take_instances(std::string* error);
+  bool open_store(std::string* error);
+  bool make_sources(std::string* error);
+  bool name_local_server(std::string* error);
+  void fit_capacity();
+  void watch_intake();
+  void allow_local_writing();
+  void drain_soon();
+  void tick();
+  void reload();
+  void tell_service_manager(const char* state);
+
+  Settings settings_;
+  Instance pid_file_;
+  Instance store_lock_;
+  IntakeDrain intake_;
+  std::string started_;
+  Event event_;
+  Source tick_;
+  Source drain_;
+  Source intake_watch_;
+  Source stop_term_;
+  Source stop_int_;
+  Source reload_;
+  StatusSocket status_;
+};
+
+}  // namespace qel::daemon

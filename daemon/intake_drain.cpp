@@ -1,0 +1,178 @@
+#include "intake_drain.h"
+
+#include <fcntl.h>
+#include <qelipc.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "alert_log.h"
+#include "common/paths.h"
+#include "intake_line.h"
+#include "log.h"
+
+namespace qel::daemon {
+
+namespace {
+
+constexpr char kAsideFile[] = "alerttmp.bad";
+
+int64_t size_of(int fd) {
+  struct stat status;
+  return fstat(fd, &status) == 0 ? status.st_size : -1;
+}
+
+}  // namespace
+
+uint32_t current_alert_id() {
+  const UniqueFd log(open(store_path(alt_name_only).text, O_RDONLY | O_CLOEXEC));
+  ALERT_FILE_HEADER header = {};
+  // An empty file is left to the library's own checks.
+  if (!log || size_of(log.get()) <= 0) return 0;
+  return read_alert_header(log.get(), &header) == 0 ? header.current_alert_id : 0;
+}
+
+int64_t IntakeDrain::waiting_bytes() const {
+  struct stat status;
+  if (stat(store_path(alt_name_temp).text, &status) != 0) return 0;
+  return std::max<int64_t>(status.st_size - drained_, 0);
+}
+
+bool IntakeDrain::take_lock() {
+  if (locked_) return true;
+  UniqueFd intake(open_file(alt_name_temp, O_RDWR));
+  if (!intake || lock_reg(intake.get(), F_SETLKW, F_WRLCK, 0, SEEK_SET, 0) == -1) return false;
+  locked_ = std::move(intake);
+  return true;
+}
+
+IntakeDrain::Outcome IntakeDrain::round() {
+  const Outcome outcome = take_lock() ? drain_batch() : Outcome::kTrouble;
+  if (outcome != Outcome::kMore) locked_ = UniqueFd();
+  return outcome;
+}
+
+IntakeDrain::Outcome IntakeDrain::drain_batch() {
+  const int64_t size = size_of(locked_.get());
+  if (size < drained_) drained_ = 0;  // somebody has emptied the file
+  if (drained_ < size) {
+    if (!read_batch(size)) return Outcome::kTrouble;
+    const bool stored = store_batch();
+    if (!sync_log() || !stored) return Outcome::kTrouble;
+    if (drained_ < size) return Outcome::kMore;
+  }
+  if (size > 0 && ftruncate(locked_.get(), 0) != 0) {
+    DAEMON_LOG(kFailure, "emptying the intake failed: %s", strerror(errno));
+    return Outcome::kTrouble;
+  }
+  drained_ = 0;
+  return Outcome::kEmpty;
+}
+
+bool IntakeDrain::read_batch(int64_t size) {
+  const int64_t wanted =
+      std::min(size - drained_, int64_t{settings_.intake_batch} * int64_t{kIntakeLine});
+  batch_.resize(static_cast<size_t>(wanted));
+  const ssize_t got = pread(locked_.get(), batch_.data(), batch_.size(), drained_);
+  if (got < 0) {
+    DAEMON_LOG(kFailure, "reading the intake failed: %s", strerror(errno));
+    return false;
+  }
+  batch_.resize(static_cast<size_t>(got));
+  return true;
+}
+
+// False when the store failed; drained_ then stands before the line concerned.
+bool IntakeDrain::store_batch() {
+  last_id_ = std::max(last_id_, current_alert_id());
+  const uint64_t stored_before = counters_.stored;
+  size_t at = 0;
+  bool going = true;
+  while (going && at < batch_.size()) {
+    const size_t taken = take_line(batch_.data() + at, batch_.size() - at);
+    at += taken;
+    drained_ += static_cast<int64_t>(taken);
+    going = taken > 0;
+  }
+  if (counters_.stored > stored_before && semevt_set_alert() != 0) {
+    DAEMON_LOG(kMinor, "raising the new-alert event failed");
+  }
+  return going;
+}
+
+// Deals with the line at `text`; the number of bytes that are dealt with, 0 when the store failed.
+size_t IntakeDrain::take_line(const char* text, size_t left) {
+  if (left < kIntakeLine || form_of(text) == LineForm::kBroken) {
+    const size_t broken = next_whole_line(text, left);
+    return set_aside({text, broken}, "it is not a whole record line") ? broken : 0;
+  }
+  ALERT_RECORD_INFO record = parse_line(text);
+  if (form_of(text) == LineForm::kNew) {
+    if (!stamp(&record)) return 0;
+  } else if (record.alert_id <= current_alert_id()) {
+    return kIntakeLine;  // stored before the last end
+  }
+  last_id_ = std::max(last_id_, record.alert_id);
+  switch (store(&record)) {
+    case Fate::kDone:
+      return kIntakeLine;
+    case Fate::kSetAside:
+      return set_aside({text, kIntakeLine}, "a text that it needs is blank") ? kIntakeLine : 0;
+    default:
+      return 0;
+  }
+}
+
+// Stamps the line at drained_.
+bool IntakeDrain::stamp(ALERT_RECORD_INFO* record) {
+  record->alert_id = last_id_ + 1;
+  char column[kStampSize];
+  format_stamp(column, record->alert_id);
+  if (pwrite(locked_.get(), column, sizeof column, drained_) ==
+      static_cast<ssize_t>(sizeof column)) {
+    return true;
+  }
+  DAEMON_LOG(kFailure, "stamping the intake failed: %s", strerror(errno));
+  return false;
+}
+
+IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
+  if (check_alert_record_info(record) != 0) return Fate::kSetAside;
+  if (check_string(record->szWriteTime) != 0) {
+    get_current_localtime(record->szWriteTime, sizeof record->szWriteTime);
+  }
+  const char* image = reinterpret_cast<const char*>(record);
+  const int duplicate = check_dup_alert(image);
+  if (duplicate == 1) return Fate::kDone;
+  if (duplicate != 0 || udp_write_disk(image, sizeof *record, 1) != 0) return Fate::kRetry;
+  ++counters_.stored;
+  return Fate::kDone;
+}
+
+bool IntakeDrain::set_aside(std::string_view bytes, const char* reason) {
+  const Path path = store_path(kAsideFile);
+  const UniqueFd file(open(path.text, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0640));
+  const bool written =
+      file && write(file.get(), bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+  if (!written) {
+    DAEMON_LOG(kFailure, "writing %s failed: %s", path.text, strerror(errno));
+    return false;
+  }
+  DAEMON_LOG(kFailure, "%d bytes of the intake cannot be stored, since %s: set aside in %s",
+             static_cast<int>(bytes.size()), reason, path.text);
+  ++counters_.set_aside;
+  return true;
+}
+
+bool IntakeDrain::sync_log() const {
+  if (!settings_.durable) return true;
+  const UniqueFd log(open(store_path(alt_name_only).text, O_RDONLY | O_CLOEXEC));
+  if (log && fdatasync(log.get()) == 0) return true;
+  DAEMON_LOG(kFailure, "the alert log does not reach the disk: %s", strerror(errno));
+  return false;
+}
+
+}  // namespace qel::daemon

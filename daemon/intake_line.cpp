@@ -1,0 +1,72 @@
+#include "intake_line.h"
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace qel::daemon {
+
+namespace {
+
+constexpr char kStampMark = 'x';
+constexpr size_t kStampDigits = 8;
+
+bool holds_stamp(const char* column) {
+  if (column[0] != kStampMark || column[kStampDigits + 1] != ' ') return false;
+  for (size_t i = 1; i <= kStampDigits; ++i) {
+    if (isxdigit(static_cast<unsigned char>(column[i])) == 0) return false;
+  }
+  return true;
+}
+
+// Decimal digits, at least one, then blanks.
+bool holds_decimal(const char* column) {
+  size_t i = 0;
+  while (i < kStampSize && isdigit(static_cast<unsigned char>(column[i])) != 0) ++i;
+  return i > 0 && text_end(column, kStampSize) == i;
+}
+
+template <size_t N>
+void take_trimmed(const char* line, const Column& column, char (&field)[N]) {
+  const size_t stop = text_end(line, column.begin + column.width);
+  take_text(field, line + column.begin, stop > column.begin ? stop - column.begin : 0);
+}
+
+}  // namespace
+
+LineForm form_of(const char* text) {
+  if (text[kIntakeLine - 1] != '\n') return LineForm::kBroken;
+  if (holds_stamp(text)) return LineForm::kStamped;
+  return holds_decimal(text) ? LineForm::kNew : LineForm::kBroken;
+}
+
+ALERT_RECORD_INFO parse_line(const char* text) {
+  ALERT_RECORD_INFO record = {};
+  if (holds_stamp(text)) {
+    record.alert_id = static_cast<uint32_t>(strtoul(text + 1, nullptr, 16));
+  }
+  take_trimmed(text, kColumnWriteTime, record.szWriteTime);
+  take_trimmed(text, kColumnServerTime, record.szServerTime);
+  take_trimmed(text, kColumnServer, record.szServer);
+  take_trimmed(text, kColumnModule, record.szModType);
+  take_trimmed(text, kColumnEvent, record.szEventID);
+  take_trimmed(text, kColumnLevel, record.szLevel);
+  take_trimmed(text, kColumnMessage, record.szAlertMessage);
+  return record;
+}
+
+void format_stamp(char* column, uint32_t alert_id) {
+  char text[kStampSize + 1];
+  snprintf(text, sizeof text, "%c%08X ", kStampMark, alert_id);
+  memcpy(column, text, kStampSize);
+}
+
+size_t next_whole_line(const char* data, size_t size) {
+  for (size_t start = 1; start + kIntakeLine <= size; ++start) {
+    if (form_of(data + start) != LineForm::kBroken) return start;
+  }
+  return size;
+}
+
+}  // namespace qel::daemon

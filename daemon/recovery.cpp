@@ -1,0 +1,135 @@
+#include "recovery.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <vector>
+
+#include "alert_log.h"
+#include "alert_log/layout.h"
+#include "alert_udp.h"
+#include "common/paths.h"
+#include "intake_line.h"
+#include "log.h"
+#include "unique_fd.h"
+
+namespace qel::daemon {
+
+namespace {
+
+constexpr char kResizeWorkFile[] = "alertlog_tmp.alt";
+constexpr int kAllChanged = 255;
+
+void remove_resize_leftover() {
+  const Path path = store_path(kResizeWorkFile);
+  if (remove(path.text) == 0) {
+    DAEMON_LOG(kNotable, "removed %s, left by an interrupted resize", path.text);
+  }
+}
+
+// Only what one interrupted store can leave is cut off; any other size is judged by the library.
+void cut_surplus_line() {
+  const UniqueFd log(open(store_path(alt_name_only).text, O_RDWR | O_CLOEXEC));
+  struct stat status;
+  if (!log || fstat(log.get(), &status) != 0 || status.st_size == 0) return;
+  ALERT_FILE_HEADER header = {};
+  const int length = get_header_length(log.get());
+  if (length < 0 || read_alert_header(log.get(), &header) != 0) return;
+  const off_t counted = record_offset(static_cast<int>(header.nCurCount), length);
+  const off_t surplus = status.st_size - counted;
+  if (surplus <= 0 || surplus > static_cast<off_t>(kRecordLine)) return;
+  if (ftruncate(log.get(), counted) == 0) {
+    DAEMON_LOG(kNotable, "cut %d bytes of an interrupted store off the alert log",
+               static_cast<int>(surplus));
+  } else {
+    DAEMON_LOG(kFailure, "cutting the alert log failed: %s", strerror(errno));
+  }
+}
+
+// The first alert of the intake that has been given an id above `stored_id`: the one whose store
+// may have been interrupted.
+std::optional<ALERT_RECORD_INFO> find_interrupted(uint32_t stored_id) {
+  const UniqueFd intake(open(store_path(alt_name_temp).text, O_RDONLY | O_CLOEXEC));
+  if (!intake) return std::nullopt;
+  char line[kIntakeLine];
+  for (off_t at = 0; pread(intake.get(), line, sizeof line, at) == sizeof line; at += sizeof line) {
+    if (form_of(line) != LineForm::kStamped) return std::nullopt;
+    const ALERT_RECORD_INFO record = parse_line(line);
+    if (record.alert_id > stored_id) return record;
+  }
+  return std::nullopt;
+}
+
+int write_numbers(int fd, const ALERT_FILE_HEADER& header) {
+  if (write_alert_header(fd, header, 1) == 0) return 0;
+  DAEMON_LOG(kFailure, "the header of the alert log cannot be mended");
+  return -1;
+}
+
+// In a full log the line aimed at may be torn: the store that did it is done again.
+int write_again(int fd, ALERT_FILE_HEADER* header) {
+  const auto record = find_interrupted(header->current_alert_id);
+  ALERT_RECORD_INFO checked = record.value_or(ALERT_RECORD_INFO{});
+  if (!record.has_value() || check_alert_record_info(&checked) != 0) return 0;
+  char line[kRecordLine];
+  format_record(line, checked);
+  const off_t offset = record_offset(static_cast<int>(header->nCurToWrite), get_header_length(fd));
+  if (write_local_disk(fd, offset, line, sizeof line, sizeof line) != 0) return -1;
+  header->current_alert_id = checked.alert_id;
+  DAEMON_LOG(kNotable, "completed the interrupted store of alert %d",
+             static_cast<int>(checked.alert_id));
+  return 0;
+}
+
+// The highest id among this server's records in the log.
+uint32_t highest_local_id(uint32_t count) {
+  std::vector<ALERT_RECORD_INFO> records(count);
+  const int read = alert_get_last(records.data(), static_cast<int>(count));
+  uint32_t highest = 0;
+  for (int i = 0; i < read; ++i) {
+    if (strcmp(records[i].szServer, local_svr->svr_name) == 0) {
+      highest = std::max(highest, records[i].alert_id);
+    }
+  }
+  return highest;
+}
+
+int aim_header(int fd) {
+  ALERT_FILE_HEADER header = {};
+  if (read_alert_header(fd, &header) != 0) return -1;
+  if (header.nCurCount == 0) return 0;
+  header.current_alert_id = std::max(header.current_alert_id, highest_local_id(header.nCurCount));
+  if (header.nCurCount == header.nMaxCount) {
+    const int oldest = get_nextto_write();
+    if (oldest < 0) return -1;
+    header.nCurToWrite = static_cast<uint32_t>(oldest);
+  }
+  return write_numbers(fd, header);
+}
+
+}  // namespace
+
+void mend_files() {
+  remove_resize_leftover();
+  cut_surplus_line();
+}
+
+int complete_interrupted_store() {
+  const UniqueFd log(open_file(alt_name_only, O_RDWR));
+  ALERT_FILE_HEADER header = {};
+  if (!log || read_alert_header(log.get(), &header) != 0) return -1;
+  const bool full = header.nCurCount == header.nMaxCount;
+  if (full && write_again(log.get(), &header) != 0) return -1;
+  header.isChanged = kAllChanged;
+  if (write_numbers(log.get(), header) != 0) return -1;
+  if (recreate_index_files() != 0) return -1;
+  return aim_header(log.get());
+}
+
+}  // namespace qel::daemon
