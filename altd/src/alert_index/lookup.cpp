@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "alert_index.h"
+#include "alert_index/find.h"
 #include "alert_index/index_reader.h"
 #include "alert_log.h"
 #include "common/descriptor.h"
@@ -11,6 +12,7 @@
 
 using qel::IndexReader;
 using qel::kFailure;
+using qel::log_unread;
 using qel::Probe;
 
 namespace {
@@ -23,16 +25,6 @@ int read_count(int fd, int* count) {
   if (read_index_header(fd, &header) < 0) return -1;
   *count = static_cast<int>(header.nCurCount);
   return 0;
-}
-
-int log_unread(int position) {
-  ALERT_LOG(kFailure, "read index record(No. %d) failed", position);
-  return -1;
-}
-
-int log_unread_id(int position) {
-  ALERT_LOG(kFailure, "read_index_srv_id_record(No. %d) failed", position);
-  return -1;
 }
 
 // Walks from `position` by `step` while the key, compared with the date by `go_on`, allows it.
@@ -56,7 +48,7 @@ int end_of_run(IndexReader& index, const char* date, int found, int step, int co
   const int stop = walk(index, found, step, count, [&](const INDEX_RECORD_INFO& entry) {
     return strcmp(entry.szKeyVal, date) == 0;
   });
-  return stop <= kNoneOnThatSide ? log_unread(kNoneOnThatSide - stop) : stop - step;
+  return stop <= kNoneOnThatSide ? log_unread(kNoneOnThatSide - stop, -1) : stop - step;
 }
 
 // The nearest entry beyond the date, going up (step 1) or down (step -1).
@@ -66,47 +58,8 @@ int nearest_beyond(IndexReader& index, const char* date, int from, int step, int
     const int order = strcmp(entry.szKeyVal, date);
     return step > 0 ? order <= 0 : order >= 0;
   });
-  if (stop <= kNoneOnThatSide) return log_unread(kNoneOnThatSide - stop);
+  if (stop <= kNoneOnThatSide) return log_unread(kNoneOnThatSide - stop, -1);
   return stop < 0 || stop >= count ? kNoneOnThatSide : stop;
-}
-
-// Finds (server, alert id) among `count` long entries.
-Probe find_alert_id(int fd, int count, const ALERT_RECORD_INFO& alert) {
-  IndexReader index(fd, qel::kServerIdIndex);
-  return binary_search(index, 0, count - 1, [&](const INDEX_RECORD_INFO& entry) {
-    const int order = strcmp(alert.szServer, entry.szKeyVal);
-    return order != 0 ? order : qel::compare_unsigned(alert.alert_id, entry.alert_id);
-  });
-}
-
-// Finds (key, log line) among `count` short entries.
-Probe find_key_line(int fd, int idxtype, int count, const char* key, int line) {
-  IndexReader index(fd, idxtype);
-  return binary_search(index, 0, count - 1, [&](const INDEX_RECORD_INFO& entry) {
-    const int order = qel::compare_keys(idxtype, key, entry.szKeyVal);
-    return order != 0 ? order : qel::compare_unsigned(static_cast<unsigned>(line), entry.nLine);
-  });
-}
-
-void log_alert(const ALERT_RECORD_INFO& alert) {
-  ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
-            static_cast<int>(alert.alert_id), alert.szServer, alert.szServerTime);
-}
-
-// The writer replaces only the oldest alert, so its entry must be the first.
-int check_oldest(int fd, const ALERT_RECORD_INFO& alert, int line) {
-  INDEX_RECORD_INFO entry = {};
-  const int result = read_index_record(fd, 0, &entry);
-  if (result < 0) {
-    log_unread(0);
-    return result;
-  }
-  if (strcmp(entry.szKeyVal, alert.szServerTime) == 0 &&
-      entry.nLine == static_cast<unsigned>(line)) {
-    return 0;
-  }
-  ALERT_LOG(kFailure, "the time.idx file was destroyed !");
-  return -1;
 }
 
 }  // namespace
@@ -119,7 +72,7 @@ int get_nextto_write(void) {
     return -1;
   }
   INDEX_RECORD_INFO oldest = {};
-  if (read_index_record(index.get(), 0, &oldest) < 0) return log_unread(0);
+  if (read_index_record(index.get(), 0, &oldest) < 0) return log_unread(0, -1);
   return static_cast<int>(oldest.nLine);
 }
 
@@ -142,7 +95,7 @@ int search_by_date(int fd, const char* sdate, int compare) {
   const Probe probe = binary_search(index, 0, count - 1, [&](const INDEX_RECORD_INFO& entry) {
     return strcmp(sdate, entry.szKeyVal);
   });
-  if (probe.result < 0) return log_unread(probe.mid);
+  if (probe.result < 0) return log_unread(probe.mid, -1);
   const bool is_start = compare == 0;
   if (probe.found) return end_of_run(index, sdate, probe.mid, is_start ? -1 : 1, count);
   return is_start ? nearest_beyond(index, sdate, probe.high, 1, count)
@@ -181,7 +134,7 @@ int search_by_nounique_key(int fd, int idxtype, const char* strkey, int* begin, 
   }
   const bool failed = first.result < 0 || last.result < 0;
   if (failed) {
-    log_unread(any.mid);
+    log_unread(any.mid, -1);
   } else {
     *begin = first.high + 1;
     *end = last.low - 1;
@@ -197,18 +150,17 @@ int search_by_nounique_line_key(int fd, int idxtype, const char* strkey, int lin
     ALERT_LOG(kFailure, "read index file header failed");
     return -1;
   }
-  const Probe probe = find_key_line(fd, idxtype, count, strkey, line);
-  if (probe.result < 0) return log_unread(probe.mid);
+  IndexReader index(fd, idxtype);
+  const Probe probe = qel::find_key_line(index, count, strkey, line);
+  if (probe.result < 0) return log_unread(probe.mid, -1);
   return probe.found ? probe.mid + 1 : probe.high + 1;
 }
 
 int srv_alt_id_index_write_location(int fd, int count, LPALERT_RECORD_INFO paltrecd) {
   ALERT_TRACE_FUNCTION();
-  const Probe probe = find_alert_id(fd, count, *paltrecd);
-  if (probe.result < 0) {
-    log_unread_id(probe.mid);
-    return probe.result;
-  }
+  IndexReader index(fd, qel::kServerIdIndex);
+  const Probe probe = qel::find_alert_id(index, count, *paltrecd);
+  if (probe.result < 0) return qel::log_unread_id(probe.mid, probe.result);
   return probe.found ? probe.mid : probe.high + 1;
 }
 
@@ -220,14 +172,8 @@ int search_special_record(int idxfd, int idxtype, ALERT_RECORD_INFO altinfo, int
     ALERT_LOG(kFailure, "read index file header(%s) failed", idx_name[idxtype]);
     return -1;
   }
-  if (idxtype == qel::kTimeIndex) return check_oldest(idxfd, altinfo, oldline);
-  const Probe probe = find_key_line(idxfd, idxtype, count, qel::key_of(altinfo, idxtype), oldline);
-  if (probe.result < 0) return log_unread(probe.mid);
-  if (probe.found) return probe.mid;
-  ALERT_LOG(kFailure, "specified index record  not found in file:%s ,oldline = %d",
-            idx_name[idxtype], oldline);
-  log_alert(altinfo);
-  return -1;
+  IndexReader index(idxfd, idxtype);
+  return qel::find_overwritten(index, count, altinfo, oldline);
 }
 
 int search_special_alt_id_record(int idxfd, int stype, ALERT_RECORD_INFO altinfo, int* line) {
@@ -238,16 +184,18 @@ int search_special_alt_id_record(int idxfd, int stype, ALERT_RECORD_INFO altinfo
     ALERT_LOG(kFailure, "read srv_alt_id index file header failed");
     return -1;
   }
-  const Probe probe = find_alert_id(idxfd, count, altinfo);
+  IndexReader index(idxfd, qel::kServerIdIndex);
+  const Probe probe = qel::find_alert_id(index, count, altinfo);
   if (probe.result < 0) {
     // Callers look at *line: a failed read counts as a silent miss.
-    log_unread_id(probe.mid);
+    qel::log_unread_id(probe.mid, -1);
   } else if (probe.found) {
     *line = probe.mid;
   } else if (stype == 0) {
     ALERT_LOG(kFailure, "specified index record  not found in index file:%s",
               idx_name[qel::kServerIdIndex]);
-    log_alert(altinfo);
+    ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
+              static_cast<int>(altinfo.alert_id), altinfo.szServer, altinfo.szServerTime);
   }
   return 0;
 }

@@ -11,7 +11,8 @@
 #include <cstring>
 
 #include "alert_index.h"
-#include "alert_index/layout.h"
+#include "alert_index/find.h"
+#include "alert_index/rewrite.h"
 #include "alert_lock/semaphore_lock.h"
 #include "alert_lock/store_guard.h"
 #include "alert_log.h"
@@ -20,10 +21,12 @@
 #include "common/paths.h"
 
 using qel::Descriptor;
+using qel::IndexReader;
 using qel::kFailure;
 using qel::kServerIdIndex;
 using qel::kTimeIndex;
 using qel::Path;
+using qel::Probe;
 
 namespace {
 
@@ -64,13 +67,69 @@ int move_entries(int fd, int type, int start, int end, int direction) {
   return -1;
 }
 
-int find_location(int fd, int type, int count, const Change& change) {
-  const int location =
-      type == kServerIdIndex
-          ? srv_alt_id_index_write_location(fd, count, change.alert)
-          : search_index_write_location(fd, type, count, change.alert, change.line);
-  if (location < 0) ALERT_LOG(kFailure, "search index(%s) location failed", idx_name[type]);
-  return location;
+// Where a new entry goes and where the entry is that it replaces; both found before either moves.
+struct Places {
+  int location;
+  int overwritten;  // only in a full index
+};
+
+int find_id_location(IndexReader& index, int count, const Change& change) {
+  const Probe probe = find_alert_id(index, count, *change.alert);
+  if (probe.result < 0) return qel::log_unread_id(probe.mid, probe.result);
+  return probe.found ? probe.mid : probe.high + 1;
+}
+
+// As search_index_write_location, for an index whose header has just been read.
+int find_key_location(IndexReader& index, int count, const Change& change) {
+  if (count <= 0) return 0;
+  qel::Ends ends;
+  const int result = read_ends(index, count, &ends);
+  if (result < 0) return result;
+  const char* key = qel::key_of(*change.alert, index.type());
+  if (index.type() == kTimeIndex) return find_time_location(index, count, ends, key);
+  const Probe probe = find_key_line(index, count, key, change.line);
+  if (probe.result < 0) {
+    qel::log_unread(probe.mid, -1);
+    ALERT_LOG(kFailure, "call search_by_nounique_line_key failed");
+    return -1;
+  }
+  return probe.found ? probe.mid + 1 : probe.high + 1;
+}
+
+int find_overwritten_id(IndexReader& index, int count, const Change& change) {
+  const ALERT_RECORD_INFO& alert = change.overwritten;
+  const Probe probe = find_alert_id(index, count, alert);
+  if (probe.found) return probe.mid;
+  if (probe.result < 0) {
+    qel::log_unread_id(probe.mid, -1);
+  } else {
+    ALERT_LOG(kFailure, "specified index record  not found in index file:%s",
+              idx_name[kServerIdIndex]);
+    ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
+              static_cast<int>(alert.alert_id), alert.szServer, alert.szServerTime);
+  }
+  ALERT_LOG(kFailure, "call search_special_alt_id_record failed ,line = %d", change.line);
+  return -1;
+}
+
+// 0, or -1 (logged).
+int find_places(int fd, int type, int count, bool full, const Change& change, Places* places) {
+  IndexReader index(fd, type);
+  const bool by_id = type == kServerIdIndex;
+  places->location =
+      by_id ? find_id_location(index, count, change) : find_key_location(index, count, change);
+  if (places->location < 0) {
+    ALERT_LOG(kFailure, "search index(%s) location failed", idx_name[type]);
+    return -1;
+  }
+  if (!full) return 0;
+  if (by_id) {
+    places->overwritten = find_overwritten_id(index, count, change);
+  } else {
+    places->overwritten = find_overwritten(index, count, change.overwritten, change.line);
+    if (places->overwritten < 0) ALERT_LOG(kFailure, "call search_special_record failed");
+  }
+  return places->overwritten < 0 ? -1 : 0;
 }
 
 // Opens a gap at `location` and counts the new entry.
@@ -85,28 +144,14 @@ int make_room(int fd, int type, INDEX_HEADER* header, int location) {
   return 0;
 }
 
-int find_overwritten(int fd, int type, const Change& change) {
-  int position = -1;
-  if (type == kServerIdIndex) {
-    const int result = search_special_alt_id_record(fd, 0, change.overwritten, &position);
-    if (result >= 0 && position != -1) return position;
-    ALERT_LOG(kFailure, "call search_special_alt_id_record failed ,line = %d", change.line);
-    return -1;
-  }
-  position = search_special_record(fd, type, change.overwritten, 0, change.line);
-  if (position < 0) ALERT_LOG(kFailure, "call search_special_record failed");
-  return position;
-}
-
-// Drops the overwritten alert's entry from a full index and leaves a gap at *location, which was
-// found while that entry still stood.
-int replace_overwritten(int fd, int type, const Change& change, int* location) {
-  const int old = find_overwritten(fd, type, change);
-  if (old < 0) return -1;
-  if (*location < old) return move_entries(fd, type, *location, old - 1, 1);
-  if (*location == old) return 0;
-  --*location;
-  return *location > old ? move_entries(fd, type, old, *location, 0) : 0;
+// Closes the gap of the overwritten entry and leaves one at places->location, which was found while
+// that entry still stood.
+int replace_overwritten(int fd, int type, Places* places) {
+  const int old = places->overwritten;
+  if (places->location < old) return move_entries(fd, type, places->location, old - 1, 1);
+  if (places->location == old) return 0;
+  --places->location;
+  return places->location > old ? move_entries(fd, type, old, places->location, 0) : 0;
 }
 
 int write_entry(int fd, int type, int location, const Change& change) {
@@ -135,12 +180,16 @@ Outcome update_index(int type, const Change& change, const char* semfile) {
     return Outcome::kDamaged;
   }
   const int fd = index.get();
-  int location = find_location(fd, type, static_cast<int>(header.nCurCount), change);
-  if (location < 0) return Outcome::kDamaged;
   const bool full = header.nCurCount == static_cast<unsigned>(alt_max_count);
-  const int room = full ? replace_overwritten(fd, type, change, &location)
-                        : make_room(fd, type, &header, location);
-  if (room != 0 || write_entry(fd, type, location, change) != 0) return Outcome::kDamaged;
+  Places places = {};
+  if (find_places(fd, type, static_cast<int>(header.nCurCount), full, change, &places) != 0) {
+    return Outcome::kDamaged;
+  }
+  const int room =
+      full ? replace_overwritten(fd, type, &places) : make_room(fd, type, &header, places.location);
+  if (room != 0 || write_entry(fd, type, places.location, change) != 0) return Outcome::kDamaged;
+  const bool just_filled = !full && header.nCurCount == static_cast<unsigned>(alt_max_count);
+  if (just_filled && qel::rewrite_in_one_piece(fd) != 0) return Outcome::kDamaged;
   return Outcome::kUpdated;
 }
 

@@ -11,6 +11,7 @@
 #include "alert_lock/semaphore_lock.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alert_log/steps.h"
 #include "alert_msg.h"
 #include "alert_udp.h"
 #include "common/descriptor.h"
@@ -165,19 +166,13 @@ void remove_store_file(const char* name) {
 }
 
 // 0 when the log's size fits its header, 1 when not, -1 when that cannot be told.
-int compare_size(int fd, off_t size, ALERT_FILE_HEADER* header) {
-  if (read_alert_header(fd, header) < 0) {
+int compare_size(int fd, off_t* size, ALERT_FILE_HEADER* header) {
+  int header_length;
+  if (qel::read_header(fd, header, &header_length, size) < 0) {
     ALERT_LOG(kFailure, "read alert file header failed");
     return -1;
   }
-  const int header_length = get_header_length(fd);
-  if (header_length < 0) {
-    ALERT_LOG(kFailure, "get alert file header length error");
-    return -1;
-  }
-  const off_t expected =
-      static_cast<off_t>(header->nCurCount) * static_cast<off_t>(qel::kRecordLine) + header_length;
-  return size == expected ? 0 : 1;
+  return *size == qel::record_offset(static_cast<int>(header->nCurCount), header_length) ? 0 : 1;
 }
 
 void log_wrong_size(bool discard, off_t size, const ALERT_FILE_HEADER& header) {
@@ -203,13 +198,14 @@ int examine_log(int fd, bool* discard) {
     return -1;
   }
   ALERT_FILE_HEADER header = {};
-  const int result = compare_size(fd, status.st_size, &header);
+  off_t size = status.st_size;
+  const int result = compare_size(fd, &size, &header);
   if (result == 0) {
     log.release();
     return 0;
   }
   *discard = result == -1 || local_svr != nullptr;
-  if (result == 1) log_wrong_size(*discard, status.st_size, header);
+  if (result == 1) log_wrong_size(*discard, size, header);
   return result;
 }
 

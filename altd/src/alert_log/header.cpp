@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alert_log/steps.h"
 #include "common/descriptor.h"
 #include "common/log.h"
 
@@ -38,7 +40,7 @@ int take_header_number(char** text, long* value) {
   return 0;
 }
 
-int parse_header(char* text, LPALERT_FILE_HEADER header) {
+int parse_numbers(char* text, LPALERT_FILE_HEADER header) {
   long values[kNumericLines];
   for (long& value : values) {
     const int result = take_header_number(&text, &value);
@@ -51,6 +53,14 @@ int parse_header(char* text, LPALERT_FILE_HEADER header) {
   header->isChanged = static_cast<int>(values[4]);
   header->current_alert_id = static_cast<uint32_t>(values[5]);
   return 0;
+}
+
+// The length of the header at the start of `size` bytes. Its empty line is a line end whose
+// predecessor is one, too; the first byte counts as its own predecessor.
+int length_of_header(const char* text, size_t size) {
+  size_t at = 0;
+  while (at < size && !(text[at] == '\n' && text[at > 0 ? at - 1 : 0] == '\n')) ++at;
+  return static_cast<int>(at) + 1;
 }
 
 int format_numbers(char* text, size_t size, const ALERT_FILE_HEADER& header) {
@@ -116,11 +126,7 @@ int get_header_length(int fd) {
     ALERT_LOG(kFailure, "unlock file failed: %d", errno);
     return -1;
   }
-  if (size < 0) return -1;
-  // The empty line is a line end whose predecessor is one, too; the first byte counts as its own.
-  ssize_t at = 0;
-  while (at < size && !(text[at] == '\n' && text[at > 0 ? at - 1 : 0] == '\n')) ++at;
-  return static_cast<int>(at) + 1;
+  return size < 0 ? -1 : length_of_header(text, static_cast<size_t>(size));
 }
 
 int write_alert_header(int fd, ALERT_FILE_HEADER altheader, int type) {
@@ -141,11 +147,18 @@ int read_alert_header(int fd, LPALERT_FILE_HEADER pAltHeader) {
     ALERT_LOG(kFailure, "parameter error");
     return -1;
   }
+  off_t file_size;
+  int length;
+  return qel::read_header(fd, pAltHeader, &length, &file_size);
+}
+
+int qel::read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* file_size) {
   struct stat status;
   if (fstat(fd, &status) == -1) {
     ALERT_LOG(kFailure, "fstat failed: %d", errno);
     return -1;
   }
+  *file_size = status.st_size;
   if (status.st_size == 0) {
     ALERT_LOG(kFailure,
               "error for file was empty or file was destroyed. the bad file will be deleted.");
@@ -159,5 +172,7 @@ int read_alert_header(int fd, LPALERT_FILE_HEADER pAltHeader) {
     ALERT_LOG(kFailure, "call read_local_disk failed");
     return -1;
   }
-  return parse_header(text, pAltHeader);
+  *length = length_of_header(
+      text, static_cast<size_t>(std::min<off_t>(status.st_size, off_t{kHeaderSearch})));
+  return parse_numbers(text, header);
 }

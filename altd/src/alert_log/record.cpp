@@ -3,6 +3,7 @@
 
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alert_log/steps.h"
 #include "common/log.h"
 
 using qel::kFailure;
@@ -91,7 +92,7 @@ int write_alert_record(int fd, int line, ALERT_RECORD_INFO AltRecord, ALERT_FILE
   }
   ALERT_RECORD_INFO overwritten = {};
   const bool was_full = full(altHeader);
-  if (was_full && read_alert_record(fd, line, &overwritten) != 0) {
+  if (was_full && qel::read_record(fd, header_length, line, &overwritten) != 0) {
     ALERT_LOG(kFailure, "read alert record(No. %d) failed",
               static_cast<int>(altHeader.nCurToWrite));
     return -1;
@@ -113,17 +114,21 @@ int read_alert_record(int fd, int line, LPALERT_RECORD_INFO pAltRecord) {
     ALERT_LOG(kFailure, "get alert file header length failed");
     return -1;
   }
+  return qel::read_record(fd, header_length, line, pAltRecord);
+}
+
+int qel::read_record(int fd, int header_length, int line, LPALERT_RECORD_INFO record) {
   char text[kRecordLine] = {};
-  if (read_local_disk(fd, qel::record_offset(line, header_length), text, kRecordLine,
-                      kRecordLine) != 0) {
+  if (read_local_disk(fd, record_offset(line, header_length), text, kRecordLine, kRecordLine) !=
+      0) {
     ALERT_LOG(kFailure, "call read_local_disk failed");
     return -1;
   }
-  ALERT_RECORD_INFO record = {};
-  if (!qel::parse_record(text, &record)) {
+  ALERT_RECORD_INFO parsed = {};
+  if (!parse_record(text, &parsed)) {
     ALERT_LOG(kFailure, "access overflow!");
     return ALERT_ERR_RECORD_OVERFLOW;
   }
-  *pAltRecord = record;
+  *record = parsed;
   return 0;
 }
