@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "alert_index.h"
+#include "alert_index/header_steps.h"
 #include "alert_index/layout.h"
 #include "alert_lock.h"
 #include "common/descriptor.h"
@@ -28,7 +29,7 @@ constexpr size_t kValueMax = 24;  // characters of a header value
 int find_line(const char* text, size_t begin, size_t* text_end, size_t* line_end) {
   const void* newline = memchr(text + begin, '\n', kIndexHeader - begin);
   if (newline == nullptr) {
-    ALERT_LOG(kFailure, " read index header with char (\\n)  failed");
+    ALERT_LOG(kFailure, " read index header with char (\n)  failed");
     return ALERT_ERR_HEADER_FORMAT;
   }
   *line_end = static_cast<size_t>(static_cast<const char*>(newline) - text);
@@ -58,18 +59,6 @@ int take_header_value(const char* text, size_t* begin, char (&value)[kValueMax +
   }
   qel::take_text(value, text + value_begin, end - value_begin);
   *begin = line_end + 1;
-  return 0;
-}
-
-int parse_header(const char* text, LPINDEX_HEADER header) {
-  size_t begin = 0;
-  char name[kValueMax + 1];
-  char count[kValueMax + 1];
-  int result = take_header_value(text, &begin, name);
-  if (result == 0) result = take_header_value(text, &begin, count);
-  if (result != 0) return result;
-  qel::take_text(header->idxname, name, sizeof name);
-  header->nCurCount = static_cast<unsigned>(atoi(count));
   return 0;
 }
 
@@ -121,23 +110,40 @@ int read_index_header(int fd, LPINDEX_HEADER pfildHead) {
     ALERT_LOG(kFailure, "parameter error");
     return -1;
   }
-  struct stat status;
-  if (fstat(fd, &status) == -1) {
-    ALERT_LOG(kFailure, "fstat failed: %d", errno);
-    return -1;
-  }
-  if (status.st_size < static_cast<off_t>(kIndexHeader)) {
-    ALERT_LOG(kFailure,
-              "error for file was empty or file was destroyed. the bad file will be deleted.");
-    close(fd);
-    qel::Descriptor::closed(fd);
-    remove_destroyed_file();
-    return -1;
-  }
+  off_t size;
+  if (qel::check_index_size(fd, &size) != 0) return -1;
   char text[kIndexHeader] = {};
   if (read_local_disk(fd, 0, text, sizeof text, sizeof text) != 0) {
     ALERT_LOG(kFailure, "call read_local_disk failed");
     return -1;
   }
-  return parse_header(text, pfildHead);
+  return qel::parse_index_header(text, pfildHead);
+}
+
+int qel::check_index_size(int fd, off_t* size) {
+  struct stat status;
+  if (fstat(fd, &status) == -1) {
+    ALERT_LOG(kFailure, "fstat failed: %d", errno);
+    return -1;
+  }
+  *size = status.st_size;
+  if (status.st_size >= static_cast<off_t>(kIndexHeader)) return 0;
+  ALERT_LOG(kFailure,
+            "error for file was empty or file was destroyed. the bad file will be deleted.");
+  close(fd);
+  Descriptor::closed(fd);
+  remove_destroyed_file();
+  return -1;
+}
+
+int qel::parse_index_header(const char* text, LPINDEX_HEADER header) {
+  size_t begin = 0;
+  char name[kValueMax + 1];
+  char count[kValueMax + 1];
+  int result = take_header_value(text, &begin, name);
+  if (result == 0) result = take_header_value(text, &begin, count);
+  if (result != 0) return result;
+  take_text(header->idxname, name, sizeof name);
+  header->nCurCount = static_cast<unsigned>(atoi(count));
+  return 0;
 }

@@ -19,16 +19,18 @@ constexpr int kRangeBlock = 1024;  // entries that one read of a range fetches a
 }  // namespace
 
 IndexReader::~IndexReader() {
-  if (!locked_) return;
+  if (lock_ != Lock::kOwn) return;
   if (lock_reg(fd_, F_SETLK, F_UNLCK, kIndexHeader, SEEK_SET, 0) == -1) {
     ALERT_LOG(kFailure, "unlock file failed: %d", errno);
   }
 }
 
 int IndexReader::lock() {
-  if (locked_) return 0;
-  locked_ = lock_reg(fd_, F_SETLKW, F_RDLCK, kIndexHeader, SEEK_SET, 0) != -1;
-  if (locked_) return 0;
+  if (lock_ != Lock::kNone) return 0;
+  if (lock_reg(fd_, F_SETLKW, F_RDLCK, kIndexHeader, SEEK_SET, 0) != -1) {
+    lock_ = Lock::kOwn;
+    return 0;
+  }
   ALERT_LOG(kFailure, "lock file failed: %d", errno);
   return -1;
 }

@@ -14,6 +14,9 @@ namespace qel {
 class IndexReader {
  public:
   IndexReader(int fd, int idxtype) : fd_(fd), idxtype_(idxtype) {}
+  // For a caller that holds a lock of the whole file for longer than the reader lives.
+  struct Locked {};
+  IndexReader(int fd, int idxtype, Locked) : fd_(fd), idxtype_(idxtype), lock_(Lock::kCallers) {}
   ~IndexReader();
   IndexReader(const IndexReader&) = delete;
   IndexReader& operator=(const IndexReader&) = delete;
@@ -27,6 +30,8 @@ class IndexReader {
  private:
   static constexpr int kBlock = 64;  // entries that one read fetches at most
 
+  enum class Lock { kNone, kOwn, kCallers };
+
   int lock();
   int fetch(int first, int count);
 
@@ -34,7 +39,7 @@ class IndexReader {
   int idxtype_;
   int first_ = 0;  // first position of the block
   int count_ = 0;  // entries in the block
-  bool locked_ = false;
+  Lock lock_ = Lock::kNone;
   char block_[kBlock * kLongRecord];
 };
 

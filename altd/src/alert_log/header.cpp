@@ -26,7 +26,7 @@ constexpr int kNumericLines = 6;
 int take_header_number(char** text, long* value) {
   char* end = strchr(*text, '\n');
   if (end == nullptr) {
-    ALERT_LOG(kFailure, " read alert header with char (\\n) failed");
+    ALERT_LOG(kFailure, " read alert header with char (\n) failed");
     return ALERT_ERR_HEADER_FORMAT;
   }
   *end = '\0';
