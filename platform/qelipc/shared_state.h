@@ -4,14 +4,14 @@
  * Processes of any user make, map and remove it at any moment and may be killed at any instant.
  * What holds nevertheless:
  *
- * 1. The object is made ready under the flock of its descriptor, and `magic` is written last. Who
- *    finds it without magic takes the lock, looks again and makes it ready himself; so it does not
- *    matter where a creator was killed. Who finds the magic needs no lock.
+ * 1. The object is made ready under the flock of its descriptor, and `magic` is written last. A
+ *    process that finds it without magic takes the lock, looks again and makes it ready itself; so
+ *    it does not matter where a creator was killed. Who finds the magic needs no lock.
  * 2. Ratio and period are one atomic word: a reader never sees halves of two settings.
  * 3. A raised event is counted before the waiters are woken, and a waiter sleeps only while the
  *    count is the one that it looked at, so no event is slept through.
- * 4. A removed object says so (`removed`) after its name is free, and wakes its waiters: nobody
- *    stays behind with an object that the others no longer see.
+ * 4. An object without a name has been removed, by whomever; each call looks, and goes over to the
+ *    next object. So nobody stays behind with an object that the others no longer see.
  *
  * Nothing in the object is a lock that a killed process could leave taken.
  */
@@ -22,6 +22,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
+
+#include "common/unique_fd.h"
 
 namespace qel {
 
@@ -30,16 +33,15 @@ namespace qel {
 struct SharedState {
   std::atomic<uint32_t> magic;
   uint32_t version;
-  std::atomic<uint64_t> timing; /* ratio in the upper, period in the lower half */
+  std::atomic<uint64_t> timing;      /* ratio in the upper, period in the lower half */
   std::atomic<uint32_t> alert_count; /* events raised; 0 only before the first; futex */
-  std::atomic<uint32_t> removed; /* 1: another object has, or will have, this one's place */
+  uint32_t reserved;
 };
 
 static_assert(sizeof(SharedState) == 24);
 static_assert(offsetof(SharedState, version) == 4);
 static_assert(offsetof(SharedState, timing) == 8);
 static_assert(offsetof(SharedState, alert_count) == 16);
-static_assert(offsetof(SharedState, removed) == 20);
 static_assert(std::atomic<uint32_t>::is_always_lock_free && sizeof(std::atomic<uint32_t>) == 4);
 static_assert(std::atomic<uint64_t>::is_always_lock_free && sizeof(std::atomic<uint64_t>) == 8);
 
@@ -71,21 +73,25 @@ class StateMapping {
 
   SharedState& state() { return *state_; }
   bool is_writable() const { return writable_; }
-  bool is_removed() const { return state_->removed.load() != 0; }
+
+  /* Whether the object's name is gone, so that others make or see another one. */
+  bool is_removed() const;
 
   /* Counts one event and wakes all who wait. Needs a writable mapping. */
   void raise_alert();
 
  private:
-  StateMapping(SharedState* state, bool writable) : state_(state), writable_(writable) {}
+  StateMapping(SharedState* state, UniqueFd fd, bool writable)
+      : state_(state), fd_(std::move(fd)), writable_(writable) {}
 
   SharedState* const state_;
+  const UniqueFd fd_; /* without a lock; tells whether the object still has its name */
   const bool writable_;
 };
 
-/* Waits while the state's count is `seen` and the state is not removed, at most timeout_ms. 0 when
- * one of it has come to an end, maybe before its time; else the errno of the failure. */
-int wait_for_change(SharedState& state, uint32_t seen, int64_t timeout_ms);
+/* Sleeps while the state's count is `seen`, at most timeout_ms. 0 when awake again, maybe before
+ * its time; else the errno of the failure. */
+int sleep_while(SharedState& state, uint32_t seen, int64_t timeout_ms);
 
 /* Takes the object away, also one that is not ready or not of this layout. 0, or its errno. */
 int remove_shared_state();

@@ -3,6 +3,7 @@
 #define QEL_PLATFORM_TEST_SUPPORT_H
 
 #include <gtest/gtest.h>
+#include <regex.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,7 +14,9 @@
 #include <fstream>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qel::testing {
@@ -89,6 +92,12 @@ class Child {
 
   pid_t pid() const { return pid_; }
 
+  /* Whether wait() would return at once. */
+  bool has_ended() const {
+    siginfo_t info{};
+    return ::waitid(P_PID, pid_, &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid != 0;
+  }
+
   /* Exit status, or 1000 + the signal that ended it; -1 when there is nothing to wait for. */
   int wait() {
     int status = -1;
@@ -109,6 +118,21 @@ class Child {
  private:
   pid_t pid_;
 };
+
+/* Returns when a process or thread sleeps in the kernel; false when it never did. */
+inline bool wait_until_asleep(pid_t id) {
+  for (int look = 0; look < 100'000; look++) {
+    std::ifstream status("/proc/" + std::to_string(id) + "/stat");
+    std::string number;
+    std::string name;
+    char state = 0;
+    if (status >> number >> name >> state && state == 'S') {
+      return true;
+    }
+    ::usleep(100);
+  }
+  return false;
+}
 
 /* A byte channel between processes. Reading waits for a byte or for the last writer's end. */
 class Channel {
@@ -175,6 +199,17 @@ inline std::vector<std::string> read_lines(const std::string& path) {
     lines.push_back(line);
   }
   return lines;
+}
+
+/* Whether the whole text matches a POSIX extended regular expression. */
+inline bool matches(const std::string& text, const std::string& pattern) {
+  regex_t compiled;
+  if (::regcomp(&compiled, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
+    throw std::runtime_error("not a pattern: " + pattern);
+  }
+  const bool matched = ::regexec(&compiled, text.c_str(), 0, nullptr, 0) == 0;
+  ::regfree(&compiled);
+  return matched;
 }
 
 }  // namespace qel::testing

@@ -1,0 +1,138 @@
+#include "xml_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "common/unique_fd.h"
+
+namespace qel {
+
+namespace {
+
+/* Far above any configuration; keeps a wrong file from filling the memory. */
+constexpr off_t kFileSizeMax = 4 << 20;
+
+constexpr const char* kRootName = "root";
+constexpr std::string_view kWhiteSpace = " \t\r\n";
+
+/* All text of the element itself: comments and CDATA sections may divide it into pieces. */
+std::string text_of(const pugi::xml_node& element) {
+  std::string text;
+  for (const pugi::xml_node& child : element.children()) {
+    if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata) {
+      text += child.value();
+    }
+  }
+  const size_t first = text.find_first_not_of(kWhiteSpace);
+  if (first == std::string::npos) {
+    return {};
+  }
+  return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
+}
+
+/* Reads at most `size` bytes; fewer when the file has become shorter. False: errno tells. */
+bool read_all(int fd, size_t size, std::string* content) {
+  content->resize(size);
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t part = ::read(fd, content->data() + done, size - done);
+    if (part < 0) {
+      return false;
+    }
+    if (part == 0) {
+      break;
+    }
+    done += static_cast<size_t>(part);
+  }
+  content->resize(done);
+  return true;
+}
+
+}  // namespace
+
+bool XmlFile::load(const std::string& path, std::string* error) {
+  path_ = path;
+  if (read(error) && parse(error)) {
+    return true;
+  }
+  content_.clear();
+  document_.reset();
+  return false;
+}
+
+bool XmlFile::read(std::string* error) {
+  /* Without O_NONBLOCK a pipe of that name would hold up the process. */
+  const UniqueFd file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file || ::fstat(file.get(), &status) != 0) {
+    *error = path_ + ": cannot be opened: " + std::strerror(errno);
+    return false;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    *error = path_ + ": is not a regular file";
+    return false;
+  }
+  if (status.st_size > kFileSizeMax) {
+    *error = path_ + ": is larger than " + std::to_string(kFileSizeMax) + " bytes";
+    return false;
+  }
+  if (!read_all(file.get(), static_cast<size_t>(status.st_size), &content_)) {
+    *error = path_ + ": cannot be read: " + std::strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+/* The encoding is fixed, so that offsets in the parsed text are offsets in the file. */
+bool XmlFile::parse(std::string* error) {
+  const pugi::xml_parse_result result = document_.load_buffer(
+      content_.data(), content_.size(), pugi::parse_default, pugi::encoding_utf8);
+  const auto fail = [&](ptrdiff_t offset, const std::string& reason) {
+    *error = path_ + ":" + std::to_string(line_at(offset)) + ": " + reason;
+    return false;
+  };
+  if (!result) {
+    return fail(result.offset, std::string("not well-formed XML: ") + result.description());
+  }
+  const pugi::xml_node root = document_.document_element();
+  if (std::strcmp(root.name(), kRootName) != 0) {
+    return fail(root.offset_debug(),
+                std::string("the root element is <") + root.name() + ">, not <" + kRootName + ">");
+  }
+  for (pugi::xml_node next = root.next_sibling(); next; next = next.next_sibling()) {
+    if (next.type() == pugi::node_element) {
+      return fail(next.offset_debug(), std::string("not well-formed XML: element <") + next.name() +
+                                           "> after the root element");
+    }
+  }
+  return true;
+}
+
+int XmlFile::line_at(ptrdiff_t offset) const {
+  const auto end = std::min(std::max<ptrdiff_t>(offset, 0), std::ssize(content_));
+  return 1 + static_cast<int>(std::count(content_.begin(), content_.begin() + end, '\n'));
+}
+
+std::optional<XmlValue> XmlFile::find(std::string_view key) const {
+  pugi::xml_node node = document_;
+  do {
+    if (!key.starts_with('/')) {
+      return std::nullopt;
+    }
+    key.remove_prefix(1);
+    const std::string_view name = key.substr(0, key.find('/'));
+    node = node.child(std::string(name).c_str());
+    if (name.empty() || !node) {
+      return std::nullopt;
+    }
+    key.remove_prefix(name.size());
+  } while (!key.empty());
+  return XmlValue{text_of(node), line_at(node.offset_debug())};
+}
+
+}  // namespace qel
