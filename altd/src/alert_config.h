@@ -55,7 +55,7 @@ extern int eid;
 
 extern int64_t tckconf; /* ticks of QEL_TIMES in one second; set before a daemon-mode start */
 extern int is_service;
-extern char* alt_pid_file_name;
+extern char* alert_pid_file_name;
 extern int g_tmpfile_maxsize;
 extern int g_tmpfile_read_count;
 extern int g_tmpfile_read_interval;

@@ -31,7 +31,7 @@ int eid;
 
 int64_t tckconf;
 int is_service;
-char* alt_pid_file_name;
+char* alert_pid_file_name;
 int g_tmpfile_maxsize;
 int g_tmpfile_read_count;
 int g_tmpfile_read_interval;

@@ -110,8 +110,15 @@ int read_index_header(int fd, LPINDEX_HEADER pfildHead) {
     ALERT_LOG(kFailure, "parameter error");
     return -1;
   }
-  off_t size;
-  if (qel::check_index_size(fd, &size) != 0) return -1;
+  struct stat status;
+  if (fstat(fd, &status) == -1) {
+    ALERT_LOG(kFailure, "fstat failed: %d", errno);
+    return -1;
+  }
+  if (status.st_size < static_cast<off_t>(kIndexHeader)) {
+    qel::discard_destroyed_index(fd);
+    return -1;
+  }
   char text[kIndexHeader] = {};
   if (read_local_disk(fd, 0, text, sizeof text, sizeof text) != 0) {
     ALERT_LOG(kFailure, "call read_local_disk failed");
@@ -120,20 +127,12 @@ int read_index_header(int fd, LPINDEX_HEADER pfildHead) {
   return qel::parse_index_header(text, pfildHead);
 }
 
-int qel::check_index_size(int fd, off_t* size) {
-  struct stat status;
-  if (fstat(fd, &status) == -1) {
-    ALERT_LOG(kFailure, "fstat failed: %d", errno);
-    return -1;
-  }
-  *size = status.st_size;
-  if (status.st_size >= static_cast<off_t>(kIndexHeader)) return 0;
+void qel::discard_destroyed_index(int fd) {
   ALERT_LOG(kFailure,
             "error for file was empty or file was destroyed. the bad file will be deleted.");
   close(fd);
   Descriptor::closed(fd);
   remove_destroyed_file();
-  return -1;
 }
 
 int qel::parse_index_header(const char* text, LPINDEX_HEADER header) {

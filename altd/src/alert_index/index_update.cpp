@@ -53,10 +53,22 @@ class WholeLock {
   bool held_;
 };
 
+// Synchronous writes, as everywhere in the store; and no note of the time of access, which each
+// read after a write would cost, unless the file belongs to somebody else.
+void set_update_flags(int fd) {
+  if (fcntl(fd, F_SETFL, O_SYNC | O_NOATIME) == -1) set_file_flag(fd);
+}
+
+// 0 or a negative result (logged). A file too short for a header is judged destroyed.
 int read_header(int fd, INDEX_HEADER* header) {
-  char text[kIndexHeader] = {};
-  if (pread(fd, text, sizeof text, 0) >= 0) return parse_index_header(text, header);
-  ALERT_LOG(kFailure, "read failed");
+  char text[kIndexHeader];
+  const ssize_t got = pread(fd, text, sizeof text, 0);
+  if (got == static_cast<ssize_t>(sizeof text)) return parse_index_header(text, header);
+  if (got < 0) {
+    ALERT_LOG(kFailure, "read failed");
+  } else {
+    discard_destroyed_index(fd);
+  }
   return -1;
 }
 
@@ -160,7 +172,7 @@ class RangeWriter {
   }
 
  private:
-  static constexpr int kPiece = 2048;  // entries of a piece, fewer when memory is short: 150 KiB
+  static constexpr int kPiece = 8192;  // entries of a piece, fewer when memory is short: 600 KiB
 
   static int log_unmoved() {
     ALERT_LOG(kFailure, "move index record failed");
@@ -221,11 +233,16 @@ class RangeWriter {
   }
 
   int put(int position, size_t size) {
-    if (size == 0) return 0;
-    set_file_flag(fd_);
-    const bool written = lseek(fd_, index_offset(type_, position), SEEK_SET) != -1 &&
-                         write_line(fd_, buffer_.get(), size) == static_cast<ssize_t>(size);
-    return written ? 0 : -1;
+    const char* text = buffer_.get();
+    off_t offset = index_offset(type_, position);
+    while (size > 0) {
+      const ssize_t written = pwrite(fd_, text, size, offset);
+      if (written <= 0) return -1;
+      text += written;
+      offset += written;
+      size -= static_cast<size_t>(written);
+    }
+    return 0;
   }
 
   int fd_;
@@ -246,16 +263,18 @@ int count_entry(int fd, int type, INDEX_HEADER* header) {
   return header->nCurCount == static_cast<unsigned>(alt_max_count) ? rewrite_in_one_piece(fd) : 0;
 }
 
+void read_first_line(int fd, int* line) {
+  INDEX_RECORD_INFO first = {};
+  IndexReader index(fd, kTimeIndex, IndexReader::Locked{});
+  if (index.read(0, 0, 0, &first) == 0) *line = static_cast<int>(first.nLine);
+}
+
 }  // namespace
 
-int update_index(int fd, int idxtype, const Change& change) {
-  off_t size;
-  if (check_index_size(fd, &size) != 0) return -1;
+int update_index(int fd, int idxtype, const Change& change, int* first_line) {
   const WholeLock lock(fd);
   if (!lock.held()) return -1;
-  // Each read after a write would have the file system note the time of access; where that is not
-  // this process's to forbid, it does.
-  (void)fcntl(fd, F_SETFL, O_NOATIME);
+  set_update_flags(fd);
   INDEX_HEADER header = {};
   if (read_header(fd, &header) < 0) {
     ALERT_LOG(kFailure, "read index file(%s) header failed", idx_name[idxtype]);
@@ -267,7 +286,9 @@ int update_index(int fd, int idxtype, const Change& change) {
     return -1;
   }
   if (RangeWriter(fd, idxtype, change).write(range_of(places)) != 0) return -1;
-  return full ? 0 : count_entry(fd, idxtype, &header);
+  if (!full) return count_entry(fd, idxtype, &header);
+  if (idxtype == kTimeIndex) read_first_line(fd, first_line);
+  return 0;
 }
 
 }  // namespace qel

@@ -15,7 +15,21 @@ struct Change {
 // Places the new entry in the open index of type idxtype; a full index (alt_max_count entries)
 // loses the overwritten alert's entry. The entries between the two places move by one, and all that
 // changes is written in one piece, under one exclusive lock of the file.
-// 0, or a negative result (logged): the index may be damaged then.
-int update_index(int fd, int idxtype, const Change& change);
+// 0, or a negative result (logged): the index may be damaged then. *first_line is the log line of
+// the first entry of a full "time.idx", otherwise left alone.
+int update_index(int fd, int idxtype, const Change& change, int* first_line);
+
+// What became of the indexes.
+struct Upkeep {
+  int result;   // as of modify_index_file
+  int updated;  // a bit for each index that was updated: to be cleared in the header's isChanged
+  int oldest_line;  // the line of the oldest alert, when the log is full and that is known; else -1
+};
+
+// As modify_index_file, but leaves the header's bits to a caller that rewrites the header anyway.
+Upkeep update_all_indexes(const Change& change);
+
+// Clears the bits of updated indexes in the header of an open log; failures are only logged.
+void clear_changed_bits(int log_fd, int updated);
 
 }  // namespace qel

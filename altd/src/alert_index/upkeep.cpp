@@ -16,6 +16,7 @@
 #include "alert_lock/semaphore_lock.h"
 #include "alert_lock/store_guard.h"
 #include "alert_log.h"
+#include "alert_log/steps.h"
 #include "common/descriptor.h"
 #include "common/log.h"
 #include "common/paths.h"
@@ -52,8 +53,10 @@ int clear_created_flag(int type, const char* semfile) {
   return 0;
 }
 
-Outcome bring_up_to_date(int type, const qel::Change& change, const char* semfile) {
-  const Descriptor index(open_file(idx_name[type], O_RDWR));
+Outcome bring_up_to_date(int type, const qel::Change& change, const char* semfile,
+                         int* first_line) {
+  qel::LogHeader unused;
+  const Descriptor index(qel::open_store_file(idx_name[type], O_RDWR, &unused));
   if (!index.valid()) {
     ALERT_LOG(kFailure, "open index file(%s) failed", idx_name[type]);
     return Outcome::kDamaged;
@@ -61,21 +64,8 @@ Outcome bring_up_to_date(int type, const qel::Change& change, const char* semfil
   if (index_create[type] == 1) {
     return clear_created_flag(type, semfile) == 0 ? Outcome::kBuilt : Outcome::kDamaged;
   }
-  return qel::update_index(index.get(), type, change) == 0 ? Outcome::kUpdated : Outcome::kDamaged;
-}
-
-// Clears the bits of the indexes that were updated, all in one write of the header. A crash before
-// it has all of them built again.
-void clear_changed_bits(int log_fd, int updated) {
-  ALERT_FILE_HEADER header = {};
-  if (read_alert_header(log_fd, &header) < 0) {
-    ALERT_LOG(kFailure, "read alert file header failed");
-    return;
-  }
-  header.isChanged &= ~updated;
-  if (write_alert_header(log_fd, header, 1) != 0) {
-    ALERT_LOG(kFailure, "write alert file header failed");
-  }
+  const int result = qel::update_index(index.get(), type, change, first_line);
+  return result == 0 ? Outcome::kUpdated : Outcome::kDamaged;
 }
 
 int delete_damaged(int type) {
@@ -95,27 +85,46 @@ int index_create[ALERT_INDEX_COUNT];
 
 int modify_index_file(int line, LPALERT_RECORD_INFO paltrecd, ALERT_RECORD_INFO oldalt) {
   ALERT_TRACE_FUNCTION();
+  const qel::Upkeep upkeep = qel::update_all_indexes({line, *paltrecd, oldalt});
+  if (upkeep.updated == 0) return upkeep.result;
+  const Descriptor log(open_file(alt_name_only, O_RDWR));
+  if (log.valid()) qel::clear_changed_bits(log.get(), upkeep.updated);
+  return upkeep.result;
+}
+
+qel::Upkeep qel::update_all_indexes(const Change& change) {
+  Upkeep upkeep = {-1, 0, -1};
   const Descriptor log(open_file(alt_name_only, O_RDWR));
   if (!log.valid()) {
     ALERT_LOG(kFailure, "open alert file(%s) failed", alt_name_only);
-    return -1;
+    return upkeep;
   }
   if (mkdir_path(alt_cmd_path) != 0) {
     ALERT_LOG(kFailure, "call mkdir_path(%s) failed", alt_cmd_path);
-    return -1;
+    return upkeep;
   }
-  const Path semfile = qel::semaphore_path(qel::kSemaphoreIndex);
-  const qel::Change change = {line, *paltrecd, oldalt};
+  const Path semfile = semaphore_path(kSemaphoreIndex);
   memset(index_create, 0, sizeof index_create);
-  int updated = 0;  // a bit for each index type
-  int result = 0;
-  for (int type = kTimeIndex; type < ALERT_INDEX_COUNT && result == 0; ++type) {
-    const Outcome outcome = bring_up_to_date(type, change, semfile.text);
-    if (outcome == Outcome::kUpdated) updated |= 1 << type;
-    if (outcome == Outcome::kDamaged) result = delete_damaged(type);
+  upkeep.result = 0;
+  for (int type = kTimeIndex; type < ALERT_INDEX_COUNT && upkeep.result == 0; ++type) {
+    const Outcome outcome = bring_up_to_date(type, change, semfile.text, &upkeep.oldest_line);
+    if (outcome == Outcome::kUpdated) upkeep.updated |= 1 << type;
+    if (outcome == Outcome::kDamaged) upkeep.result = delete_damaged(type);
   }
-  if (updated != 0) clear_changed_bits(log.get(), updated);
-  return result;
+  return upkeep;
+}
+
+// All bits in one write of the header: a crash before it has all indexes built again.
+void qel::clear_changed_bits(int log_fd, int updated) {
+  ALERT_FILE_HEADER header = {};
+  if (read_alert_header(log_fd, &header) < 0) {
+    ALERT_LOG(kFailure, "read alert file header failed");
+    return;
+  }
+  header.isChanged &= ~updated;
+  if (write_alert_header(log_fd, header, 1) != 0) {
+    ALERT_LOG(kFailure, "write alert file header failed");
+  }
 }
 
 int check_dup_alert(const char* buf) {

@@ -166,13 +166,13 @@ void remove_store_file(const char* name) {
 }
 
 // 0 when the log's size fits its header, 1 when not, -1 when that cannot be told.
-int compare_size(int fd, off_t* size, ALERT_FILE_HEADER* header) {
-  int header_length;
-  if (qel::read_header(fd, header, &header_length, size) < 0) {
+int compare_size(int fd, off_t* size, qel::LogHeader* header) {
+  if (qel::read_header(fd, &header->numbers, &header->length, size) < 0) {
     ALERT_LOG(kFailure, "read alert file header failed");
     return -1;
   }
-  return *size == qel::record_offset(static_cast<int>(header->nCurCount), header_length) ? 0 : 1;
+  const int count = static_cast<int>(header->numbers.nCurCount);
+  return *size == qel::record_offset(count, header->length) ? 0 : 1;
 }
 
 void log_wrong_size(bool discard, off_t size, const ALERT_FILE_HEADER& header) {
@@ -190,22 +190,21 @@ void log_wrong_size(bool discard, off_t size, const ALERT_FILE_HEADER& header) {
 
 // The result of file_check for the log. Unless it is usable, fd is closed; *discard tells whether
 // the log has to go. A size that does not fit is the initialised daemon's business only.
-int examine_log(int fd, bool* discard) {
+int examine_log(int fd, bool* discard, qel::LogHeader* header) {
   Descriptor log(fd);
   struct stat status;
   if (fstat(fd, &status) == -1) {
     ALERT_LOG(kFailure, "fstat failed: %d", errno);
     return -1;
   }
-  ALERT_FILE_HEADER header = {};
   off_t size = status.st_size;
-  const int result = compare_size(fd, &size, &header);
+  const int result = compare_size(fd, &size, header);
   if (result == 0) {
     log.release();
     return 0;
   }
   *discard = result == -1 || local_svr != nullptr;
-  if (result == 1) log_wrong_size(*discard, size, header);
+  if (result == 1) log_wrong_size(*discard, size, header->numbers);
   return result;
 }
 
@@ -216,18 +215,36 @@ void discard_store() {
   add_to_new_serverlist_all();
 }
 
+// As file_check; *header is that of a usable log.
+int check_file(const char* filename, int fd, qel::LogHeader* header) {
+  if (type_of(filename) != kLogFile) return 0;
+  bool discard = false;
+  const int result = examine_log(fd, &discard, header);
+  if (discard) discard_store();
+  return result;
+}
+
 }  // namespace
 
 int open_file(const char* filename, int flags) {
-  ALERT_TRACE_FUNCTION();
-  const Path path = qel::store_path(filename);
-  ALERT_LOG(kTrace, "full file path: %.80s", path.text);
+  qel::LogHeader header;
+  return qel::open_file_with_header(filename, flags, &header);
+}
+
+int qel::open_file_with_header(const char* filename, int flags, LogHeader* header) {
   ALERT_LOG(kTrace, "semfile path: %.80s", alt_cmd_path);
   if (mkdir_path(alt_cmd_path) != 0) {
     ALERT_LOG(kFailure, "mkdir_path(%.80s) failed", alt_cmd_path);
     return -1;
   }
-  const Path semfile = qel::semaphore_path(qel::kSemaphoreIndex);
+  return open_store_file(filename, flags, header);
+}
+
+int qel::open_store_file(const char* filename, int flags, LogHeader* header) {
+  ALERT_TRACE_FUNCTION();
+  const Path path = store_path(filename);
+  ALERT_LOG(kTrace, "full file path: %.80s", path.text);
+  const Path semfile = semaphore_path(kSemaphoreIndex);
   ALERT_LOG(kTrace, "semfile : %.80s", semfile.text);
   int fd = open(path.text, flags);
   if (fd == -1) {
@@ -238,7 +255,7 @@ int open_file(const char* filename, int flags) {
     fd = open_created(filename, flags, path.text, semfile.text);
     if (fd < 0) return fd;
   }
-  return file_check(filename, fd) == 0 ? fd : -1;
+  return check_file(filename, fd, header) == 0 ? fd : -1;
 }
 
 int create_file(int type, const char* filename) {
@@ -276,9 +293,6 @@ int mkdir_path(const char* path) {
 }
 
 int file_check(const char* filename, int fd) {
-  if (type_of(filename) != kLogFile) return 0;
-  bool discard = false;
-  const int result = examine_log(fd, &discard);
-  if (discard) discard_store();
-  return result;
+  qel::LogHeader header;
+  return check_file(filename, fd, &header);
 }

@@ -1,6 +1,7 @@
 // One record of the alert log.
 #include <cstring>
 
+#include "alert_index/index_update.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
 #include "alert_log/steps.h"
@@ -62,10 +63,15 @@ int count_appended(int fd, ALERT_FILE_HEADER* header) {
   return full(*header) ? aim_at_oldest(header) : 0;
 }
 
-// The index upkeep has rewritten the header meanwhile, so it is read again.
-int aim_full_log(int fd, ALERT_FILE_HEADER* header) {
+// The index upkeep may have rewritten the header, so it is read again.
+int aim_full_log(int fd, const qel::Upkeep& upkeep, ALERT_FILE_HEADER* header) {
   if (read_alert_header(fd, header) < 0) ALERT_LOG(kFailure, "read alert file header failed");
-  if (aim_at_oldest(header) != 0) return -1;
+  header->isChanged &= ~upkeep.updated;
+  if (upkeep.oldest_line >= 0) {
+    header->nCurToWrite = static_cast<uint32_t>(upkeep.oldest_line);
+  } else if (aim_at_oldest(header) != 0) {
+    return -1;
+  }
   return put_header_numbers(fd, *header);
 }
 
@@ -78,6 +84,11 @@ void track_local_id(ALERT_FILE_HEADER* header, uint32_t alert_id) {
 int write_alert_record(int fd, int line, ALERT_RECORD_INFO AltRecord, ALERT_FILE_HEADER altHeader,
                        int islocal, int caller) {
   ALERT_TRACE_FUNCTION();
+  return qel::store_record(fd, -1, line, AltRecord, altHeader, islocal, caller);
+}
+
+int qel::store_record(int fd, int header_length, int line, ALERT_RECORD_INFO AltRecord,
+                      ALERT_FILE_HEADER altHeader, int islocal, int caller) {
   if (line < 0 || line >= alt_max_count) {
     ALERT_LOG(kFailure, "writing line error!<line = %d,max count = %d>", line, alt_max_count);
     return -1;
@@ -85,7 +96,7 @@ int write_alert_record(int fd, int line, ALERT_RECORD_INFO AltRecord, ALERT_FILE
   qel::end_texts(&AltRecord);
   if (check_alert_record_info(&AltRecord) != 0) return 1;
   if (islocal != 1) get_current_localtime(AltRecord.szWriteTime, sizeof AltRecord.szWriteTime);
-  const int header_length = get_header_length(fd);
+  if (header_length < 0) header_length = get_header_length(fd);
   if (header_length < 0) {
     ALERT_LOG(kFailure, "get alert file header length error");
     return -1;
@@ -102,10 +113,12 @@ int write_alert_record(int fd, int line, ALERT_RECORD_INFO AltRecord, ALERT_FILE
   altHeader.isChanged = kAllChanged;
   if (islocal == 1 && caller == 1) track_local_id(&altHeader, AltRecord.alert_id);
   if (put_header_numbers(fd, altHeader) != 0) return -1;
-  if (caller == 1 && modify_index_file(line, &AltRecord, overwritten) < 0) {
-    ALERT_LOG(kFailure, "modify index file failed");
-  }
-  return full(altHeader) ? aim_full_log(fd, &altHeader) : 0;
+  qel::Upkeep upkeep = {0, 0, -1};
+  if (caller == 1) upkeep = qel::update_all_indexes({line, AltRecord, overwritten});
+  if (upkeep.result < 0) ALERT_LOG(kFailure, "modify index file failed");
+  if (full(altHeader)) return aim_full_log(fd, upkeep, &altHeader);
+  if (upkeep.updated != 0) qel::clear_changed_bits(fd, upkeep.updated);
+  return 0;
 }
 
 int read_alert_record(int fd, int line, LPALERT_RECORD_INFO pAltRecord) {

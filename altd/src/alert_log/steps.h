@@ -1,4 +1,4 @@
-// Steps of reading the log that share what is known already.
+// Steps of the exported functions, for callers that have done a part of them already.
 #pragma once
 
 #include <sys/types.h>
@@ -12,5 +12,20 @@ int read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* file_siz
 
 // As read_alert_record, for a header of known length.
 int read_record(int fd, int header_length, int line, LPALERT_RECORD_INFO record);
+
+// As write_alert_record, for a header of known length; -1 has it found first.
+int store_record(int fd, int header_length, int line, ALERT_RECORD_INFO record,
+                 ALERT_FILE_HEADER header, int islocal, int caller);
+
+struct LogHeader {
+  ALERT_FILE_HEADER numbers = {};
+  int length = 0;
+};
+
+// As open_file; *header is that of the alert log, when that is what was opened.
+int open_file_with_header(const char* filename, int flags, LogHeader* header);
+
+// The same for a caller that has made the semaphores' directory.
+int open_store_file(const char* filename, int flags, LogHeader* header);
 
 }  // namespace qel

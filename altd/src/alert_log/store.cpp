@@ -5,6 +5,7 @@
 
 #include "alert_lock/store_guard.h"
 #include "alert_log.h"
+#include "alert_log/steps.h"
 #include "common/descriptor.h"
 #include "common/log.h"
 
@@ -23,7 +24,8 @@ int udp_write_disk(const char* buf, size_t len, int islocal) {
     return -1;
   }
   const qel::StoreGuard guard;
-  const qel::Descriptor log(open_file(alt_name_only, O_RDWR));
+  qel::LogHeader header;
+  const qel::Descriptor log(qel::open_file_with_header(alt_name_only, O_RDWR, &header));
   if (!log.valid()) {
     ALERT_LOG(kFailure, "open alert file failed");
     return -1;
@@ -34,18 +36,14 @@ int udp_write_disk(const char* buf, size_t len, int islocal) {
   }
   ALERT_RECORD_INFO record;
   memcpy(&record, buf, sizeof record);
-  ALERT_FILE_HEADER header = {};
-  if (read_alert_header(log.get(), &header) < 0) {
-    ALERT_LOG(kFailure, "read alert file header failed");
-    return -1;
-  }
   // The integrity check looks at the index bits only; without one there is nothing to check.
-  if ((header.isChanged & kIndexBits) != 0) {
+  if ((header.numbers.isChanged & kIndexBits) != 0) {
     const int checked = check_index_file_status();
     if (checked != 0) return checked;
   }
-  const int result = write_alert_record(log.get(), static_cast<int>(header.nCurToWrite), record,
-                                        header, islocal, 1);
+  const int line = static_cast<int>(header.numbers.nCurToWrite);
+  const int result =
+      qel::store_record(log.get(), header.length, line, record, header.numbers, islocal, 1);
   if (result < 0) {
     ALERT_LOG(kFailure, "write alert record failed");
     return -1;

@@ -1,0 +1,26 @@
+// The subcommands. Each is one row of the table in main.cpp and one file of its own.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "failure.h"
+
+namespace qel::cli {
+
+// What a subcommand does once its options are parsed. It ends by its exit code, by a Failure, or by
+// a CLI::ValidationError for a value that only shows itself wrong now.
+using Action = std::function<ExitCode()>;
+
+struct Command {
+  const char* name;
+  const char* help;                 // one line
+  Action (*define)(CLI::App& app);  // adds options and examples to `app`
+};
+
+Action define_raise(CLI::App& app);
+Action define_list(CLI::App& app);
+Action define_last(CLI::App& app);
+Action define_status(CLI::App& app);
+
+}  // namespace qel::cli

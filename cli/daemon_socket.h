@@ -1,0 +1,32 @@
+// Questions to the alert daemon: one line of JSON each way over its Unix socket.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "failure.h"
+#include "render.h"
+
+namespace qel::cli {
+
+// The daemon did not answer.
+class NotReachable : public Failure {
+ public:
+  NotReachable(const std::string& text, bool stopped)
+      : Failure(kNotReachable, text), stopped_(stopped) {}
+  // True when nobody listens, false when it may well run.
+  bool stopped() const { return stopped_; }
+
+ private:
+  bool stopped_;
+};
+
+// QELALERT_SOCKET, else the configuration's "/root/webalert/daemon/socket", else the usual path.
+// Throws a Failure when the configuration cannot be read.
+std::string daemon_socket_path();
+
+// Sends {"request":"..."} and gives the object that comes back. Throws NotReachable, or another
+// Failure for an answer that is none.
+Json ask_daemon(const std::string& socket_path, std::string_view request);
+
+}  // namespace qel::cli

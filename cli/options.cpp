@@ -1,0 +1,82 @@
+#include "options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+
+#include "visible_text.h"
+
+namespace qel::cli {
+namespace {
+
+bool is_control_byte(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < 0x20 || byte == 0x7f;
+}
+
+// Digits only, without a leading zero: the parser behind would read such a number as octal.
+std::string number_fault(const std::string& text) {
+  constexpr int kMax = std::numeric_limits<int>::max();
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const std::from_chars_result read = std::from_chars(text.data(), end, number);
+  const bool whole = read.ec == std::errc{} && read.ptr == end && text[0] != '0' && number > 0;
+  if (whole) return {};
+  return in_quotes(text) + " is not a number from 1 to " + std::to_string(kMax);
+}
+
+}  // namespace
+
+std::string text_fault(std::string_view text, size_t limit) {
+  const std::string allowed = " (" + text_range(limit) + ")";
+  if (text.find_first_not_of(' ') == std::string_view::npos) {
+    return in_quotes(text) + " is empty or blank" + allowed;
+  }
+  if (std::any_of(text.begin(), text.end(), is_control_byte)) {
+    return in_quotes(text) + " holds a control character" + allowed;
+  }
+  if (text.size() > limit) return in_quotes(text) + " is too long" + allowed;
+  return {};
+}
+
+std::string text_range(size_t limit) { return "1 to " + std::to_string(limit) + " bytes"; }
+
+CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::string& text,
+                             size_t limit, const std::string& help) {
+  const auto check = [limit](std::string& value) { return text_fault(value, limit); };
+  return app.add_option(names, text, help + ", " + text_range(limit))
+      ->type_name("TEXT")
+      ->check({check, ""});
+}
+
+CLI::Validator number_from_1() {
+  return {[](std::string& text) { return number_fault(text); }, ""};
+}
+
+CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
+                        const std::vector<std::string>& words, const std::string& help) {
+  const std::string listed = CLI::detail::join(words, "|");
+  const auto check = [words, listed](std::string& text) {
+    const bool known = std::find(words.begin(), words.end(), text) != words.end();
+    return known ? std::string() : in_quotes(text) + " is not one of " + listed;
+  };
+  return app.add_option(names, choice, help)
+      ->type_name(listed)
+      ->check({check, ""})
+      ->capture_default_str();
+}
+
+CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help) {
+  return add_choice(app, "-p,--level", level, {"1", "2", "3"}, help);
+}
+
+void add_alert_output_option(CLI::App& app, std::string& output) {
+  add_choice(app, "-o,--output", output, {"table", "json", "full"},
+             "How alerts are shown: a line each, JSON, or every field");
+}
+
+void add_examples(CLI::App& app, const std::string& examples) {
+  app.description(app.get_description() + "\n\nExamples:\n" + examples + "\n");
+}
+
+}  // namespace qel::cli

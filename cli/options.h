@@ -1,0 +1,40 @@
+// Options and checks that several subcommands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qel::cli {
+
+// What is wrong with a text that a record shall hold in a field of at most `limit` bytes; empty
+// when nothing is. A record is one line of fixed columns, so it takes neither blank texts nor
+// control characters.
+std::string text_fault(std::string_view text, size_t limit);
+
+// "1 to <limit> bytes", as helps and messages tell it.
+std::string text_range(size_t limit);
+
+// An option for such a text; its help ends with the range.
+CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::string& text,
+                             size_t limit, const std::string& help);
+
+// An option check that names the value and what is allowed.
+CLI::Validator number_from_1();
+
+// An option that takes one of the words; they stand in its help.
+CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
+                        const std::vector<std::string>& words, const std::string& help);
+
+// -p/--level.
+CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help);
+
+// -o/--output for alerts, one of the forms of render.h.
+void add_alert_output_option(CLI::App& app, std::string& output);
+
+// Puts examples before the options in the subcommand's help.
+void add_examples(CLI::App& app, const std::string& examples);
+
+}  // namespace qel::cli

@@ -1,0 +1,106 @@
+#include "store.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+
+#include "alert_config.h"
+#include "alert_index.h"
+#include "alert_log.h"
+#include "alert_log/layout.h"
+#include "common/paths.h"
+#include "common/unique_fd.h"
+#include "failure.h"
+#include "session.h"
+
+namespace qel::cli {
+namespace {
+
+constexpr int kTimeIndex = 0;
+
+UniqueFd open_for_reading(const std::string& path) {
+  UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd) return fd;
+  if (errno == ENOENT) throw Failure(kFailed, "no alert log at " + path);
+  throw Failure(kFailed, with_errno("cannot read " + path, errno));
+}
+
+Failure damaged(const LogState& log) {
+  return {kFailed, log.path + " is damaged: " + std::to_string(log.bytes) +
+                       " bytes do not fit its count of " + std::to_string(log.count) +
+                       " alerts; the alert daemon repairs it when it starts"};
+}
+
+// What to blame for a time index that the library could not open; empty when nothing shows.
+std::string index_fault() {
+  const std::string path = store_path(idx_name[kTimeIndex]).text;
+  if (access(path.c_str(), R_OK) == 0) return {};
+  if (errno != ENOENT) return with_errno("cannot read " + path, errno);
+  return creation_fault(path, log_path());  // the log's header notes that it was built
+}
+
+// The library tells its reasons only in the diagnostic log, so look for the likely ones.
+Failure read_fault() {
+  const LogState log = read_log_state();
+  if (log.bytes != log.bytes_expected) return damaged(log);
+  const std::string fault = index_fault();
+  const std::string reason = fault.empty() ? "cannot read the alerts in " + log.path : fault;
+  return {kFailed, reason + " (details in " + diagnostic_log_path() + ")"};
+}
+
+}  // namespace
+
+std::string log_path() { return store_path(alt_name_only).text; }
+std::string intake_path() { return store_path(alt_name_temp).text; }
+
+std::string creation_fault(const std::string& path, const std::string& also) {
+  const std::string places[] = {alt_path_only, alt_cmd_path, also};
+  const auto* const closed = std::find_if(
+      std::begin(places), std::end(places),
+      [](const std::string& place) { return !place.empty() && access(place.c_str(), W_OK) != 0; });
+  if (closed == std::end(places)) return {};
+  return with_errno("cannot create " + path + ": no write access to " + *closed, errno);
+}
+
+LogState read_log_state() {
+  const std::string path = log_path();
+  const UniqueFd fd = open_for_reading(path);
+  struct stat status {};
+  if (fstat(fd.get(), &status) != 0) throw Failure(kFailed, with_errno(path, errno));
+  // The library would delete an empty log, and reading must not change anything.
+  if (status.st_size == 0) throw Failure(kFailed, path + " is damaged: it is empty");
+  ALERT_FILE_HEADER header{};
+  const int header_length = get_header_length(fd.get());
+  if (header_length < 0 || read_alert_header(fd.get(), &header) != 0) {
+    throw Failure(kFailed, path + " is damaged: it has no readable header");
+  }
+  return {.path = path,
+          .bytes = status.st_size,
+          .bytes_expected = header_length + static_cast<off_t>(header.nCurCount * kRecordLine),
+          .capacity = header.nMaxCount,
+          .count = header.nCurCount,
+          .current_alert_id = header.current_alert_id};
+}
+
+std::vector<ALERT_RECORD_INFO> read_newest(size_t limit) {
+  const LogState log = read_log_state();
+  // Also bounds the memory below by the file's size. A longer file may just be growing.
+  if (log.bytes < log.bytes_expected) throw damaged(log);
+  const size_t wanted = std::min({limit, size_t{log.count}, size_t{INT_MAX}});
+  std::vector<ALERT_RECORD_INFO> alerts(wanted);
+  if (wanted == 0) return alerts;
+  const int delivered = alert_get_last(alerts.data(), static_cast<int>(wanted));
+  if (delivered < 0) throw read_fault();
+  alerts.resize(static_cast<size_t>(delivered));
+  if (alerts.size() < wanted) {
+    message(std::string(store_path(idx_name[kTimeIndex]).text) + " lists only " +
+            std::to_string(alerts.size()) + " of " + std::to_string(wanted) + " alerts");
+  }
+  return alerts;
+}
+
+}  // namespace qel::cli
