@@ -24,9 +24,6 @@
 namespace qel::cli {
 namespace {
 
-// The library accepts no alert while the intake file is larger.
-constexpr off_t kIntakeSizeMax = 4194304;
-
 constexpr char kExamples[] =
     "  qelalert raise -i 1001 -m disk \"disk 3 failed\"\n"
     "  qelalert raise -i 1001 -m disk -p 1 --time \"2024/01/31 23:59:59.123\" \"disk 3 failed\"\n"
@@ -94,9 +91,9 @@ ALERT_RECORD_INFO make_alert(const RaiseOptions& options) {
 
 // What keeps an open intake file of that size from growing by a line; empty when nothing shows.
 std::string growth_fault(const std::string& path, off_t size) {
-  if (size > kIntakeSizeMax) {
+  if (size > kIntakeMax) {
     return "temporary file's size is too large,alert can not be wrote: " + path + " has " +
-           std::to_string(size) + " bytes, the limit is " + std::to_string(kIntakeSizeMax) +
+           std::to_string(size) + " bytes, the limit is " + std::to_string(kIntakeMax) +
            "; the alert daemon empties it when it runs";
   }
   const auto line = rlim_t{kRecordLine};

@@ -20,8 +20,6 @@ using qel::kRecordLine;
 
 namespace {
 
-constexpr off_t kIntakeMax = 4194304;  // bytes above which alerts are refused
-
 void normalise_level(ALERT_RECORD_INFO* record) {
   const long level = qel::take_number(record->szLevel, sizeof record->szLevel);
   memset(record->szLevel, 0, sizeof record->szLevel);
@@ -66,7 +64,7 @@ int put_into_intake(ALERT_RECORD_INFO* record) {
     ALERT_LOG(kFailure, "fstat failed: %d", errno);
     return -1;
   }
-  if (status.st_size > kIntakeMax) {
+  if (status.st_size > qel::kIntakeMax) {
     ALERT_LOG(kFailure, "temporary file's size is too large,alert can not be wrote");
     return -1;
   }

@@ -14,6 +14,8 @@ inline constexpr size_t kHeaderSearch = 1024;  // bytes in which the header must
 inline constexpr size_t kRecordText = 683;     // a record line without its line end
 inline constexpr size_t kRecordLine = kRecordText + 1;
 
+inline constexpr off_t kIntakeMax = 4194304;  // bytes of the intake above which alerts are refused
+
 // Columns of a record line: where each begins and how wide it is.
 struct Column {
   size_t begin;

@@ -62,8 +62,12 @@ struct Page {
 };
 
 using Selections = std::array<Selection, kCriteria>;
-// (count, criterion), the most selective first.
-using Ranking = std::array<std::pair<int, int>, kCriteria>;
+// How many lines a criterion has selected.
+struct SORT_NUM {
+  int nnum;
+  int criterion;
+};
+using Ranking = std::array<SORT_NUM, kCriteria>;  // the most selective first
 
 // Tells quickly which lines a criterion has selected.
 class LineSet {
@@ -214,7 +218,7 @@ Ranking rank(const Selections& selections) {
   }
   for (size_t i = 0; i + 1 < kCriteria; ++i) {
     for (size_t j = i + 1; j < kCriteria; ++j) {
-      if (ranking[i].first > ranking[j].first) std::swap(ranking[i], ranking[j]);
+      if (ranking[i].nnum > ranking[j].nnum) std::swap(ranking[i], ranking[j]);
     }
   }
   return ranking;
@@ -237,15 +241,15 @@ int keep_common(const Selection& selection, int records, int* lines, int* count)
 // result; without any restriction there is none.
 int intersect(Selections* selections, int records) {
   const Ranking ranking = rank(*selections);
-  if (ranking[0].first >= records) {
+  if (ranking[0].nnum >= records) {
     cache().allrecds = 1;
     cache().realcount = records;
     return 0;
   }
-  Selection& best = (*selections)[static_cast<size_t>(ranking[0].second)];
+  Selection& best = (*selections)[static_cast<size_t>(ranking[0].criterion)];
   int count = best.count;
   for (size_t i = 1; i < kCriteria; ++i) {
-    const Selection& other = (*selections)[static_cast<size_t>(ranking[i].second)];
+    const Selection& other = (*selections)[static_cast<size_t>(ranking[i].criterion)];
     if (keep_common(other, records, best.lines.get(), &count) != 0) return -1;
   }
   cache().result = std::move(best.lines);
