@@ -205,7 +205,7 @@ int select_all(const Files& files, const ALERT_SEARCH_INFO& info, Selections* se
                                        : select_key(files, static_cast<int>(i), keys[i], selection);
     if (result == kOutOfRange) return 0;
     if (result != 0) return -1;
-    if (selection->count <= 0) return 0;
+    if (selection->count == 0) return 0;
   }
   return 1;
 }
@@ -247,7 +247,7 @@ int intersect(Selections* selections, int records) {
     return 0;
   }
   Selection& best = (*selections)[static_cast<size_t>(ranking[0].criterion)];
-  int count = best.count;
+  int count = std::max(best.count, 0);  // a period that ends before it starts counts below 0
   for (size_t i = 1; i < kCriteria; ++i) {
     const Selection& other = (*selections)[static_cast<size_t>(ranking[i].criterion)];
     if (keep_common(other, records, best.lines.get(), &count) != 0) return -1;
