@@ -59,16 +59,15 @@ void set_update_flags(int fd) {
   if (fcntl(fd, F_SETFL, O_SYNC | O_NOATIME) == -1) set_file_flag(fd);
 }
 
-// 0 or a negative result (logged). A file too short for a header is judged destroyed.
+constexpr int kDestroyed = 1;  // the file is too short for a header
+
+// 0, kDestroyed, or a negative result (logged).
 int read_header(int fd, INDEX_HEADER* header) {
   char text[kIndexHeader];
   const ssize_t got = pread(fd, text, sizeof text, 0);
   if (got == static_cast<ssize_t>(sizeof text)) return parse_index_header(text, header);
-  if (got < 0) {
-    ALERT_LOG(kFailure, "read failed");
-  } else {
-    discard_destroyed_index(fd);
-  }
+  if (got >= 0) return kDestroyed;
+  ALERT_LOG(kFailure, "read failed");
   return -1;
 }
 
@@ -269,14 +268,15 @@ void read_first_line(int fd, int* line) {
   if (index.read(0, 0, 0, &first) == 0) *line = static_cast<int>(first.nLine);
 }
 
-}  // namespace
-
-int update_index(int fd, int idxtype, const Change& change, int* first_line) {
+// As update_index, or kDestroyed.
+int update_locked(int fd, int idxtype, const Change& change, int* first_line) {
   const WholeLock lock(fd);
   if (!lock.held()) return -1;
   set_update_flags(fd);
   INDEX_HEADER header = {};
-  if (read_header(fd, &header) < 0) {
+  const int header_read = read_header(fd, &header);
+  if (header_read == kDestroyed) return kDestroyed;
+  if (header_read < 0) {
     ALERT_LOG(kFailure, "read index file(%s) header failed", idx_name[idxtype]);
     return -1;
   }
@@ -289,6 +289,16 @@ int update_index(int fd, int idxtype, const Change& change, int* first_line) {
   if (!full) return count_entry(fd, idxtype, &header);
   if (idxtype == kTimeIndex) read_first_line(fd, first_line);
   return 0;
+}
+
+}  // namespace
+
+int update_index(int fd, int idxtype, const Change& change, int* first_line) {
+  const int result = update_locked(fd, idxtype, change, first_line);
+  if (result != kDestroyed) return result;
+  discard_destroyed_index(fd);
+  ALERT_LOG(kFailure, "read index file(%s) header failed", idx_name[idxtype]);
+  return -1;
 }
 
 }  // namespace qel

@@ -29,6 +29,8 @@ using qel::Path;
 
 namespace {
 
+constexpr int kAllIndexes = (1 << ALERT_INDEX_COUNT) - 1;
+
 enum class Outcome {
   kUpdated,  // the new entry stands, the changed bit can be cleared
   kBuilt,    // the open has just built it from the log, the new record included
@@ -106,11 +108,14 @@ qel::Upkeep qel::update_all_indexes(const Change& change) {
   const Path semfile = semaphore_path(kSemaphoreIndex);
   memset(index_create, 0, sizeof index_create);
   upkeep.result = 0;
+  int oldest_line = -1;
   for (int type = kTimeIndex; type < ALERT_INDEX_COUNT && upkeep.result == 0; ++type) {
-    const Outcome outcome = bring_up_to_date(type, change, semfile.text, &upkeep.oldest_line);
+    const Outcome outcome = bring_up_to_date(type, change, semfile.text, &oldest_line);
     if (outcome == Outcome::kUpdated) upkeep.updated |= 1 << type;
     if (outcome == Outcome::kDamaged) upkeep.result = delete_damaged(type);
   }
+  // A damaged index may have taken "time.idx" with it.
+  if (upkeep.updated == kAllIndexes) upkeep.oldest_line = oldest_line;
   return upkeep;
 }
 

@@ -63,13 +63,15 @@ int count_appended(int fd, ALERT_FILE_HEADER* header) {
   return full(*header) ? aim_at_oldest(header) : 0;
 }
 
-// The index upkeep may have rewritten the header, so it is read again.
+// The line of the oldest record becomes the next to write, and the bits of the updated indexes are
+// cleared. The index upkeep may have rewritten the header, so it is read again.
 int aim_full_log(int fd, const qel::Upkeep& upkeep, ALERT_FILE_HEADER* header) {
   if (read_alert_header(fd, header) < 0) ALERT_LOG(kFailure, "read alert file header failed");
   header->isChanged &= ~upkeep.updated;
   if (upkeep.oldest_line >= 0) {
     header->nCurToWrite = static_cast<uint32_t>(upkeep.oldest_line);
   } else if (aim_at_oldest(header) != 0) {
+    if (upkeep.updated != 0) qel::clear_changed_bits(fd, upkeep.updated);
     return -1;
   }
   return put_header_numbers(fd, *header);
