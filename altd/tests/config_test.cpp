@@ -290,11 +290,11 @@ TEST_F(FullConfig, ResynchronisationIntervalIsTakenIn64Bits) {
   tckconf = 0;
 }
 
-TEST_F(FullConfig, DaemonKeepsTheHandleItAlreadyHas) {
+TEST_F(FullConfig, DaemonsHandleReplacesAnEarlierOne) {
   int other = 0;
   alt_log_handle = &other;
   EXPECT_EQ(run_daemon(), 0);
-  EXPECT_EQ(alt_log_handle, &other);
+  EXPECT_EQ(alt_log_handle, &daemon_log_);
 }
 
 struct Dummy {

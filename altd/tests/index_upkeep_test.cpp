@@ -284,7 +284,7 @@ class StepFaults : public Upkeep, public ::testing::WithParamInterface<const cha
 INSTANTIATE_TEST_SUITE_P(Upkeep, StepFaults,
                          ::testing::Values("move index record failed",
                                            "write index file(server.idx) header failed",
-                                           "write index record(No. 0) failed"));
+                                           "write index record(No. 2) failed"));
 
 TEST_P(StepFaults, AreReported) {
   ALERT_RECORD_INFO fresh = record_of({3, "a", "t3"});

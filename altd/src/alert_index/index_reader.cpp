@@ -35,19 +35,48 @@ int IndexReader::lock() {
   return -1;
 }
 
-int IndexReader::fetch(int first, int count) {
+// Reads `count` entries from `first` on; what the file does not have is zero.
+int IndexReader::fetch(char* to, int first, int count) {
   const size_t size = static_cast<size_t>(count) * index_record_size(idxtype_);
-  count_ = 0;
   if (lock() != 0) return -1;
-  const ssize_t got = pread(fd_, block_, size, index_offset(idxtype_, first));
+  const ssize_t got = pread(fd_, to, size, index_offset(idxtype_, first));
   if (got < 0) {
     ALERT_LOG(kFailure, "read failed");
     return -1;
   }
-  memset(block_ + got, 0, size - static_cast<size_t>(got));
-  first_ = first;
-  count_ = count;
+  memset(to + got, 0, size - static_cast<size_t>(got));
   return 0;
+}
+
+// The first probes of every search hit the same entries, so some are kept for the next search.
+const char* IndexReader::keep_single(int position, int* result) {
+  const int slot = kept_ < kKept ? kept_ : kKept - 1;
+  *result = fetch(singles_[slot], position, 1);
+  single_[slot] = position;
+  kept_ = *result == 0 ? slot + 1 : slot;
+  return singles_[slot];
+}
+
+// The text of an entry, or null with a negative *result.
+const char* IndexReader::find_or_fetch(int position, int first, int last, int* result) {
+  *result = 0;
+  const auto in_block = [&] {
+    return block_ + static_cast<size_t>(position - first_) * index_record_size(idxtype_);
+  };
+  if (position >= first_ && position < first_ + count_) return in_block();
+  for (int i = 0; i < kept_; ++i) {
+    if (single_[i] == position) return singles_[i];
+  }
+  if (last - first >= kBlock || first == last) {
+    const char* text = keep_single(position, result);
+    return *result == 0 ? text : nullptr;
+  }
+  count_ = 0;
+  *result = fetch(block_, first, last - first + 1);
+  if (*result != 0) return nullptr;
+  first_ = first;
+  count_ = last - first + 1;
+  return in_block();
 }
 
 int IndexReader::read(int position, int first, int last, INDEX_RECORD_INFO* entry) {
@@ -56,12 +85,9 @@ int IndexReader::read(int position, int first, int last, INDEX_RECORD_INFO* entr
     ALERT_LOG(kDump, "Read alert id: Line=%d,Alert_id=%d", static_cast<int>(entry->nLine),
               static_cast<int>(entry->alert_id));
   }
-  if (position < first_ || position >= first_ + count_) {
-    const bool whole = last - first < kBlock;
-    const int result = whole ? fetch(first, last - first + 1) : fetch(position, 1);
-    if (result != 0) return result;
-  }
-  const char* text = block_ + static_cast<size_t>(position - first_) * index_record_size(idxtype_);
+  int result;
+  const char* text = find_or_fetch(position, first, last, &result);
+  if (text == nullptr) return result;
   if (is_long ? parse_long(text, entry) : parse_short(text, entry)) return 0;
   ALERT_LOG(kFailure, "access overflow!");
   return ALERT_ERR_RECORD_OVERFLOW;

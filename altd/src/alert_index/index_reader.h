@@ -29,17 +29,23 @@ class IndexReader {
 
  private:
   static constexpr int kBlock = 64;  // entries that one read fetches at most
+  static constexpr int kKept = 8;    // single entries that are kept for a second search
 
   enum class Lock { kNone, kOwn, kCallers };
 
   int lock();
-  int fetch(int first, int count);
+  const char* find_or_fetch(int position, int first, int last, int* result);
+  const char* keep_single(int position, int* result);
+  int fetch(char* to, int first, int count);
 
   int fd_;
   int idxtype_;
   int first_ = 0;  // first position of the block
   int count_ = 0;  // entries in the block
   Lock lock_ = Lock::kNone;
+  int kept_ = 0;  // singles in use
+  int single_[kKept];
+  char singles_[kKept][kLongRecord];
   char block_[kBlock * kLongRecord];
 };
 

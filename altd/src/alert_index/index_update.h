@@ -26,8 +26,11 @@ struct Upkeep {
   int oldest_line;  // the line of the oldest alert, when the log is full and that is known; else -1
 };
 
-// As modify_index_file, but leaves the header's bits to a caller that rewrites the header anyway.
-Upkeep update_all_indexes(const Change& change);
+inline constexpr int kAllIndexes = (1 << ALERT_INDEX_COUNT) - 1;
+
+// As modify_index_file, but leaves the header's bits to a caller that rewrites the header anyway
+// and that has the log open (-1: not yet).
+Upkeep update_all_indexes(int log_fd, const Change& change);
 
 // Clears the bits of updated indexes in the header of an open log; failures are only logged.
 void clear_changed_bits(int log_fd, int updated);

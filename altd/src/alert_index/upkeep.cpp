@@ -29,8 +29,6 @@ using qel::Path;
 
 namespace {
 
-constexpr int kAllIndexes = (1 << ALERT_INDEX_COUNT) - 1;
-
 enum class Outcome {
   kUpdated,  // the new entry stands, the changed bit can be cleared
   kBuilt,    // the open has just built it from the log, the new record included
@@ -81,30 +79,35 @@ int delete_damaged(int type) {
   return 0;
 }
 
+// A log that does not fit its header is found here, by opening it again, before any index follows.
+bool ready_for_upkeep(int log_fd) {
+  if (log_fd != -1 && qel::fits_header(log_fd)) return true;
+  const Descriptor log(open_file(alt_name_only, O_RDWR));
+  if (!log.valid()) {
+    ALERT_LOG(kFailure, "open alert file(%s) failed", alt_name_only);
+    return false;
+  }
+  if (mkdir_path(alt_cmd_path) == 0) return true;
+  ALERT_LOG(kFailure, "call mkdir_path(%s) failed", alt_cmd_path);
+  return false;
+}
+
 }  // namespace
 
 int index_create[ALERT_INDEX_COUNT];
 
 int modify_index_file(int line, LPALERT_RECORD_INFO paltrecd, ALERT_RECORD_INFO oldalt) {
   ALERT_TRACE_FUNCTION();
-  const qel::Upkeep upkeep = qel::update_all_indexes({line, *paltrecd, oldalt});
+  const qel::Upkeep upkeep = qel::update_all_indexes(-1, {line, *paltrecd, oldalt});
   if (upkeep.updated == 0) return upkeep.result;
   const Descriptor log(open_file(alt_name_only, O_RDWR));
   if (log.valid()) qel::clear_changed_bits(log.get(), upkeep.updated);
   return upkeep.result;
 }
 
-qel::Upkeep qel::update_all_indexes(const Change& change) {
+qel::Upkeep qel::update_all_indexes(int log_fd, const Change& change) {
   Upkeep upkeep = {-1, 0, -1};
-  const Descriptor log(open_file(alt_name_only, O_RDWR));
-  if (!log.valid()) {
-    ALERT_LOG(kFailure, "open alert file(%s) failed", alt_name_only);
-    return upkeep;
-  }
-  if (mkdir_path(alt_cmd_path) != 0) {
-    ALERT_LOG(kFailure, "call mkdir_path(%s) failed", alt_cmd_path);
-    return upkeep;
-  }
+  if (!ready_for_upkeep(log_fd)) return upkeep;
   const Path semfile = semaphore_path(kSemaphoreIndex);
   memset(index_create, 0, sizeof index_create);
   upkeep.result = 0;

@@ -64,9 +64,12 @@ int count_appended(int fd, ALERT_FILE_HEADER* header) {
 }
 
 // The line of the oldest record becomes the next to write, and the bits of the updated indexes are
-// cleared. The index upkeep may have rewritten the header, so it is read again.
+// cleared. An index that was built meanwhile has rewritten the header, so it is read again.
 int aim_full_log(int fd, const qel::Upkeep& upkeep, ALERT_FILE_HEADER* header) {
-  if (read_alert_header(fd, header) < 0) ALERT_LOG(kFailure, "read alert file header failed");
+  const bool untouched = upkeep.updated == qel::kAllIndexes;
+  if (!untouched && read_alert_header(fd, header) < 0) {
+    ALERT_LOG(kFailure, "read alert file header failed");
+  }
   header->isChanged &= ~upkeep.updated;
   if (upkeep.oldest_line >= 0) {
     header->nCurToWrite = static_cast<uint32_t>(upkeep.oldest_line);
@@ -116,7 +119,7 @@ int qel::store_record(int fd, int header_length, int line, ALERT_RECORD_INFO Alt
   if (islocal == 1 && caller == 1) track_local_id(&altHeader, AltRecord.alert_id);
   if (put_header_numbers(fd, altHeader) != 0) return -1;
   qel::Upkeep upkeep = {0, 0, -1};
-  if (caller == 1) upkeep = qel::update_all_indexes({line, AltRecord, overwritten});
+  if (caller == 1) upkeep = qel::update_all_indexes(fd, {line, AltRecord, overwritten});
   if (upkeep.result < 0) ALERT_LOG(kFailure, "modify index file failed");
   if (full(altHeader)) return aim_full_log(fd, upkeep, &altHeader);
   if (upkeep.updated != 0) qel::clear_changed_bits(fd, upkeep.updated);

@@ -10,6 +10,9 @@ namespace qel {
 // As read_alert_header and get_header_length in one read; *file_size is the size of the file.
 int read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* file_size);
 
+// Whether the size of an open log fits its header; false also when that cannot be told.
+bool fits_header(int fd);
+
 // As read_alert_record, for a header of known length.
 int read_record(int fd, int header_length, int line, LPALERT_RECORD_INFO record);
 

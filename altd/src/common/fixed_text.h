@@ -46,8 +46,18 @@ void take_text(char (&field)[N], const char* text, size_t length) {
   memset(field + kept, 0, N - kept);
 }
 
-// The decimal number at the start of a text of `length` bytes; 0 without digits.
+// The decimal number at the start of a text of `length` bytes, as strtol reads it; 0 without
+// digits.
 inline long take_number(const char* text, size_t length) {
+  constexpr size_t kPlainDigits = 18;  // more might not fit a long
+  size_t i = 0;
+  long number = 0;
+  while (i < length && i < kPlainDigits && text[i] >= '0' && text[i] <= '9') {
+    number = number * 10 + (text[i++] - '0');
+  }
+  // Almost every stored number is plain digits to its end; the rest is left to strtol.
+  const bool plain = i > 0 && i < kPlainDigits;
+  if (plain) return number;
   char digits[24];
   take_text(digits, text, length);
   return strtol(digits, nullptr, 10);
