@@ -177,6 +177,8 @@ int Daemon::run() {
   const int result = sd_event_loop(event_.get());
   tell_service_manager("STOPPING=1");
   DAEMON_LOG(kNotable, "qelalertd ends");
+  store_lock_.end_clean();
+  pid_file_.end_clean();
   if (result < 0) DAEMON_LOG(kFailure, "the event loop failed: %s", strerror(-result));
   return result == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }

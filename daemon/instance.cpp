@@ -37,11 +37,12 @@ bool make_parent_directory(const std::string& path, std::string* error) {
 }
 
 Instance::~Instance() {
-  if (fd_ < 0) return;
-  if (ftruncate(fd_, 0) != 0) {
-    // The lock goes with the descriptor all the same.
-  }
-  close(fd_);
+  if (fd_ >= 0) close(fd_);
+}
+
+void Instance::end_clean() {
+  // When that fails, the next holder mends what needs no mending.
+  if (fd_ >= 0) (void)!ftruncate(fd_, 0);
 }
 
 bool Instance::take(const std::string& pid_file, std::string* error) {

@@ -17,6 +17,9 @@ class Instance {
   // False with the reason in *error when another daemon holds it or it cannot be made.
   bool take(const std::string& pid_file, std::string* error);
 
+  // Empties the file: this holder comes to a clean end.
+  void end_clean();
+
   // The holder before this one did not come to a clean end.
   bool found_unclean() const { return found_unclean_; }
 

@@ -13,6 +13,7 @@
 #include "common/paths.h"
 #include "intake_line.h"
 #include "log.h"
+#include "recovery.h"
 
 namespace qel::daemon {
 
@@ -64,6 +65,7 @@ IntakeDrain::Outcome IntakeDrain::drain_batch() {
     if (!sync_log() || !stored) return Outcome::kTrouble;
     if (drained_ < size) return Outcome::kMore;
   }
+  if (!sync_log()) return Outcome::kTrouble;
   if (size > 0 && ftruncate(locked_.get(), 0) != 0) {
     DAEMON_LOG(kFailure, "emptying the intake failed: %s", strerror(errno));
     return Outcome::kTrouble;
@@ -72,9 +74,11 @@ IntakeDrain::Outcome IntakeDrain::drain_batch() {
   return Outcome::kEmpty;
 }
 
+// Reads a line more than the batch, so that a line that broken bytes have shifted is seen whole.
 bool IntakeDrain::read_batch(int64_t size) {
+  const int64_t left = size - drained_;
   const int64_t wanted =
-      std::min(size - drained_, int64_t{settings_.intake_batch} * int64_t{kIntakeLine});
+      std::min(left, (int64_t{settings_.intake_batch} + 1) * int64_t{kIntakeLine});
   batch_.resize(static_cast<size_t>(wanted));
   const ssize_t got = pread(locked_.get(), batch_.data(), batch_.size(), drained_);
   if (got < 0) {
@@ -82,6 +86,7 @@ bool IntakeDrain::read_batch(int64_t size) {
     return false;
   }
   batch_.resize(static_cast<size_t>(got));
+  batch_ends_file_ = got == left;
   return true;
 }
 
@@ -89,41 +94,50 @@ bool IntakeDrain::read_batch(int64_t size) {
 bool IntakeDrain::store_batch() {
   last_id_ = std::max(last_id_, current_alert_id());
   const uint64_t stored_before = counters_.stored;
+  bool failed = false;
   size_t at = 0;
-  bool going = true;
-  while (going && at < batch_.size()) {
-    const size_t taken = take_line(batch_.data() + at, batch_.size() - at);
+  for (int lines = 0; lines < settings_.intake_batch && at < batch_.size(); ++lines) {
+    const size_t taken =
+        take_line(batch_.data() + at, batch_.size() - at, batch_ends_file_, &failed);
+    if (taken == 0) break;
     at += taken;
     drained_ += static_cast<int64_t>(taken);
-    going = taken > 0;
   }
   if (counters_.stored > stored_before && semevt_set_alert() != 0) {
     DAEMON_LOG(kMinor, "raising the new-alert event failed");
   }
-  return going;
+  return !failed;
 }
 
-// Deals with the line at `text`; the number of bytes that are dealt with, 0 when the store failed.
-size_t IntakeDrain::take_line(const char* text, size_t left) {
-  if (left < kIntakeLine || form_of(text) == LineForm::kBroken) {
-    const size_t broken = next_whole_line(text, left);
-    return set_aside({text, broken}, "it is not a whole record line") ? broken : 0;
+// Deals with the line at `text`; the number of bytes that are dealt with. 0 when the rest has to
+// wait: for the next batch, or, with *failed, for a later round.
+size_t IntakeDrain::take_line(const char* text, size_t left, bool at_file_end, bool* failed) {
+  if (left >= kIntakeLine && form_of(text) != LineForm::kBroken) {
+    *failed = !take_whole_line(text);
+    return *failed ? 0 : kIntakeLine;
   }
+  const size_t broken = broken_length(text, left, at_file_end);
+  if (broken == 0) return 0;
+  *failed = !set_aside({text, broken}, "it is not a whole record line");
+  return *failed ? 0 : broken;
+}
+
+// False when the store failed.
+bool IntakeDrain::take_whole_line(const char* text) {
   ALERT_RECORD_INFO record = parse_line(text);
   if (form_of(text) == LineForm::kNew) {
-    if (!stamp(&record)) return 0;
+    if (!stamp(&record)) return false;
   } else if (record.alert_id <= current_alert_id()) {
-    return kIntakeLine;  // stored before the last end
+    return true;  // stored before the last end
   }
   last_id_ = std::max(last_id_, record.alert_id);
-  switch (store(&record)) {
-    case Fate::kDone:
-      return kIntakeLine;
-    case Fate::kSetAside:
-      return set_aside({text, kIntakeLine}, "a text that it needs is blank") ? kIntakeLine : 0;
-    default:
-      return 0;
+  const Fate fate = store(&record);
+  if (fate == Fate::kSetAside) {
+    return set_aside({text, kIntakeLine}, "a text that it needs is blank");
   }
+  // What a failed store has left behind the counted lines would cost the whole log.
+  if (fate == Fate::kRetry) cut_surplus_line();
+  return fate == Fate::kDone;
 }
 
 // Stamps the line at drained_.
@@ -149,6 +163,7 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
   if (duplicate == 1) return Fate::kDone;
   if (duplicate != 0 || udp_write_disk(image, sizeof *record, 1) != 0) return Fate::kRetry;
   ++counters_.stored;
+  unsynced_ = true;
   return Fate::kDone;
 }
 
@@ -167,12 +182,15 @@ bool IntakeDrain::set_aside(std::string_view bytes, const char* reason) {
   return true;
 }
 
-bool IntakeDrain::sync_log() const {
-  if (!settings_.durable) return true;
+bool IntakeDrain::sync_log() {
+  if (!settings_.durable || !unsynced_) return true;
   const UniqueFd log(open(store_path(alt_name_only).text, O_RDONLY | O_CLOEXEC));
-  if (log && fdatasync(log.get()) == 0) return true;
-  DAEMON_LOG(kFailure, "the alert log does not reach the disk: %s", strerror(errno));
-  return false;
+  if (!log || fdatasync(log.get()) != 0) {
+    DAEMON_LOG(kFailure, "the alert log does not reach the disk: %s", strerror(errno));
+    return false;
+  }
+  unsynced_ = false;
+  return true;
 }
 
 }  // namespace qel::daemon

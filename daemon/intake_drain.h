@@ -49,19 +49,22 @@ class IntakeDrain {
   bool take_lock();
   bool read_batch(int64_t size);
   bool store_batch();
-  size_t take_line(const char* text, size_t left);
+  size_t take_line(const char* text, size_t left, bool at_file_end, bool* failed);
+  bool take_whole_line(const char* text);
   bool stamp(ALERT_RECORD_INFO* record);
   Fate store(ALERT_RECORD_INFO* record);
   bool set_aside(std::string_view bytes, const char* reason);
-  bool sync_log() const;
+  bool sync_log();
   Outcome drain_batch();
 
   const Settings& settings_;
   Counters counters_;
   UniqueFd locked_;  // the intake file while the daemon holds its lock
   std::string batch_;
-  int64_t drained_ = 0;   // bytes at the head of the intake that are stored already
-  uint32_t last_id_ = 0;  // the highest id given or found
+  bool batch_ends_file_ = false;
+  bool unsynced_ = false;  // something was stored since the log last reached the disk
+  int64_t drained_ = 0;    // bytes at the head of the intake that are stored already
+  uint32_t last_id_ = 0;   // the highest id given or found
 };
 
 // The highest id that the log's header holds for this server; 0 without a log.

@@ -1,5 +1,6 @@
 #include "intake_line.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -67,6 +68,12 @@ size_t next_whole_line(const char* data, size_t size) {
     if (form_of(data + start) != LineForm::kBroken) return start;
   }
   return size;
+}
+
+size_t broken_length(const char* data, size_t size, bool at_file_end) {
+  const size_t next = next_whole_line(data, size);
+  if (next < size || at_file_end) return next;
+  return size - std::min(size, kIntakeLine - 1);
 }
 
 }  // namespace qel::daemon

@@ -33,4 +33,8 @@ void format_stamp(char* column, uint32_t alert_id);
 // `size` when there is none.
 size_t next_whole_line(const char* data, size_t size);
 
+// The length of the broken piece at the start of `size` bytes. Unless the file ends with them, a
+// line may begin in the last bytes and go on behind them: these are left out.
+size_t broken_length(const char* data, size_t size, bool at_file_end);
+
 }  // namespace qel::daemon

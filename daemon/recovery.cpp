@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <optional>
+#include <string>
 #include <vector>
 
 #include "alert_log.h"
@@ -33,7 +33,89 @@ void remove_resize_leftover() {
   }
 }
 
-// Only what one interrupted store can leave is cut off; any other size is judged by the library.
+// The storable alerts of the intake that have been stamped, in their order.
+std::vector<ALERT_RECORD_INFO> stamped_alerts() {
+  const UniqueFd intake(open(store_path(alt_name_temp).text, O_RDONLY | O_CLOEXEC));
+  struct stat status;
+  if (!intake || fstat(intake.get(), &status) != 0) return {};
+  std::string text(static_cast<size_t>(status.st_size), '\0');
+  const ssize_t got = pread(intake.get(), text.data(), text.size(), 0);
+  text.resize(got > 0 ? static_cast<size_t>(got) : 0);
+  std::vector<ALERT_RECORD_INFO> alerts;
+  for (size_t at = 0; at + kIntakeLine <= text.size();) {
+    const char* line = text.data() + at;
+    const LineForm form = form_of(line);
+    ALERT_RECORD_INFO alert = parse_line(line);
+    if (form == LineForm::kStamped && check_alert_record_info(&alert) == 0) alerts.push_back(alert);
+    at += form == LineForm::kBroken ? next_whole_line(line, text.size() - at) : kIntakeLine;
+  }
+  return alerts;
+}
+
+int write_numbers(int fd, const ALERT_FILE_HEADER& header) {
+  if (write_alert_header(fd, header, 1) == 0) return 0;
+  DAEMON_LOG(kFailure, "the header of the alert log cannot be mended");
+  return -1;
+}
+
+// In a full log the line aimed at may be torn by the store of the first alert whose id the header
+// does not hold yet: that store is done again. A header that aims behind the last line has counted
+// the record that made the log full, so that one is whole.
+int write_again(int fd, const std::vector<ALERT_RECORD_INFO>& stamped, ALERT_FILE_HEADER* header) {
+  const auto torn = std::find_if(stamped.begin(), stamped.end(), [&](const auto& alert) {
+    return alert.alert_id > header->current_alert_id;
+  });
+  if (torn == stamped.end() || header->nCurToWrite >= header->nMaxCount) return 0;
+  char line[kRecordLine];
+  format_record(line, *torn);
+  const off_t offset = record_offset(static_cast<int>(header->nCurToWrite), get_header_length(fd));
+  if (write_local_disk(fd, offset, line, sizeof line, sizeof line) != 0) return -1;
+  header->current_alert_id = torn->alert_id;
+  DAEMON_LOG(kNotable, "completed the interrupted store of alert %d",
+             static_cast<int>(torn->alert_id));
+  return 0;
+}
+
+// The highest id among the stamped alerts that the log holds.
+uint32_t highest_stored_id(const std::vector<ALERT_RECORD_INFO>& stamped) {
+  uint32_t highest = 0;
+  for (const ALERT_RECORD_INFO& alert : stamped) {
+    if (alert.alert_id <= highest) continue;
+    if (check_dup_alert(reinterpret_cast<const char*>(&alert)) == 1) highest = alert.alert_id;
+  }
+  return highest;
+}
+
+// The highest id among this server's records in the log.
+uint32_t highest_local_id(uint32_t count) {
+  std::vector<ALERT_RECORD_INFO> records(count);
+  const int read = alert_get_last(records.data(), static_cast<int>(count));
+  uint32_t highest = 0;
+  for (int i = 0; i < read; ++i) {
+    if (strcmp(records[i].szServer, local_svr->svr_name) == 0) {
+      highest = std::max(highest, records[i].alert_id);
+    }
+  }
+  return highest;
+}
+
+int aim_header(int fd, const std::vector<ALERT_RECORD_INFO>& stamped) {
+  ALERT_FILE_HEADER header = {};
+  if (read_alert_header(fd, &header) != 0) return -1;
+  if (header.nCurCount == 0) return 0;
+  header.current_alert_id = std::max(
+      {header.current_alert_id, highest_local_id(header.nCurCount), highest_stored_id(stamped)});
+  if (header.nCurCount == header.nMaxCount) {
+    const int oldest = get_nextto_write();
+    if (oldest < 0) return -1;
+    header.nCurToWrite = static_cast<uint32_t>(oldest);
+  }
+  return write_numbers(fd, header);
+}
+
+}  // namespace
+
+// Only what one store can leave is cut off; any other size is judged by the library.
 void cut_surplus_line() {
   const UniqueFd log(open(store_path(alt_name_only).text, O_RDWR | O_CLOEXEC));
   struct stat status;
@@ -52,69 +134,6 @@ void cut_surplus_line() {
   }
 }
 
-// The first alert of the intake that has been given an id above `stored_id`: the one whose store
-// may have been interrupted.
-std::optional<ALERT_RECORD_INFO> find_interrupted(uint32_t stored_id) {
-  const UniqueFd intake(open(store_path(alt_name_temp).text, O_RDONLY | O_CLOEXEC));
-  if (!intake) return std::nullopt;
-  char line[kIntakeLine];
-  for (off_t at = 0; pread(intake.get(), line, sizeof line, at) == sizeof line; at += sizeof line) {
-    if (form_of(line) != LineForm::kStamped) return std::nullopt;
-    const ALERT_RECORD_INFO record = parse_line(line);
-    if (record.alert_id > stored_id) return record;
-  }
-  return std::nullopt;
-}
-
-int write_numbers(int fd, const ALERT_FILE_HEADER& header) {
-  if (write_alert_header(fd, header, 1) == 0) return 0;
-  DAEMON_LOG(kFailure, "the header of the alert log cannot be mended");
-  return -1;
-}
-
-// In a full log the line aimed at may be torn: the store that did it is done again.
-int write_again(int fd, ALERT_FILE_HEADER* header) {
-  const auto record = find_interrupted(header->current_alert_id);
-  ALERT_RECORD_INFO checked = record.value_or(ALERT_RECORD_INFO{});
-  if (!record.has_value() || check_alert_record_info(&checked) != 0) return 0;
-  char line[kRecordLine];
-  format_record(line, checked);
-  const off_t offset = record_offset(static_cast<int>(header->nCurToWrite), get_header_length(fd));
-  if (write_local_disk(fd, offset, line, sizeof line, sizeof line) != 0) return -1;
-  header->current_alert_id = checked.alert_id;
-  DAEMON_LOG(kNotable, "completed the interrupted store of alert %d",
-             static_cast<int>(checked.alert_id));
-  return 0;
-}
-
-// The highest id among this server's records in the log.
-uint32_t highest_local_id(uint32_t count) {
-  std::vector<ALERT_RECORD_INFO> records(count);
-  const int read = alert_get_last(records.data(), static_cast<int>(count));
-  uint32_t highest = 0;
-  for (int i = 0; i < read; ++i) {
-    if (strcmp(records[i].szServer, local_svr->svr_name) == 0) {
-      highest = std::max(highest, records[i].alert_id);
-    }
-  }
-  return highest;
-}
-
-int aim_header(int fd) {
-  ALERT_FILE_HEADER header = {};
-  if (read_alert_header(fd, &header) != 0) return -1;
-  if (header.nCurCount == 0) return 0;
-  header.current_alert_id = std::max(header.current_alert_id, highest_local_id(header.nCurCount));
-  if (header.nCurCount == header.nMaxCount) {
-    const int oldest = get_nextto_write();
-    if (oldest < 0) return -1;
-    header.nCurToWrite = static_cast<uint32_t>(oldest);
-  }
-  return write_numbers(fd, header);
-}
-
-}  // namespace
-
 void mend_files() {
   remove_resize_leftover();
   cut_surplus_line();
@@ -124,12 +143,13 @@ int complete_interrupted_store() {
   const UniqueFd log(open_file(alt_name_only, O_RDWR));
   ALERT_FILE_HEADER header = {};
   if (!log || read_alert_header(log.get(), &header) != 0) return -1;
+  const std::vector<ALERT_RECORD_INFO> stamped = stamped_alerts();
   const bool full = header.nCurCount == header.nMaxCount;
-  if (full && write_again(log.get(), &header) != 0) return -1;
+  if (full && write_again(log.get(), stamped, &header) != 0) return -1;
   header.isChanged = kAllChanged;
   if (write_numbers(log.get(), header) != 0) return -1;
   if (recreate_index_files() != 0) return -1;
-  return aim_header(log.get());
+  return aim_header(log.get(), stamped);
 }
 
 }  // namespace qel::daemon

@@ -15,6 +15,9 @@ namespace qel::daemon {
 // Before the library opens the log.
 void mend_files();
 
+// Cuts half a line, or a whole one, off the end of the log that its header does not count.
+void cut_surplus_line();
+
 // After the library has opened the log and before the intake is drained. 0 or -1 (logged).
 int complete_interrupted_store();
 

@@ -5,8 +5,8 @@
 #include <sys/sem.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <tuple>
 
 #include "alert_log.h"
 #include "support/fault_injection.h"
@@ -300,6 +300,29 @@ TEST_P(StepFaults, AreReported) {
                   [&] { EXPECT_LE(modify_index_file(2, &fresh, {}), 0); });
   }
   EXPECT_TRUE(log_.has(kFailures, GetParam()));
+}
+
+class ScarceUpkeep : public FullUpkeep, public ::testing::WithParamInterface<size_t> {};
+INSTANTIATE_TEST_SUITE_P(Upkeep, ScarceUpkeep, ::testing::Values(85, 160, 240, 1000, 100000));
+
+TEST_P(ScarceUpkeep, IndexesAreRightWhenMemoryIsShort) {
+  alt_max_count = 12;
+  const auto alert = [](uint32_t id) {
+    return record_of({id, "s" + std::to_string(id * 7 % 5), "t" + std::to_string(10 + id),
+                      "m" + std::to_string(id * 3 % 4), std::to_string(id * 5 % 13), "1"});
+  };
+  const ScarceMemory scarce(GetParam());
+  for (uint32_t id = 1; id <= 40; ++id) {
+    const ALERT_RECORD_INFO record = alert(id);
+    EXPECT_LE(udp_write_disk(image(record), sizeof(record), 0), 0);
+    for (int type = 0; type < 6; ++type) {
+      const bool kept_up = file_exists(index(type)) && (changed() >> type & 1) == 0;
+      if (!kept_up) continue;
+      const Texts kept = entries(type);
+      EXPECT_TRUE(std::is_sorted(kept.begin(), kept.end()) || type == 3 || type == 5);
+      EXPECT_EQ(kept.size(), log_ids(path(kLog)).size()) << kIndexNames[type] << " after " << id;
+    }
+  }
 }
 
 // ---- moving blocks ------------------------------------------------------------------------------

@@ -46,14 +46,20 @@ bool replaced(Site site, Result failure, Result* result, size_t bytes = 0) {
   return true;
 }
 
+// Memory is asked for before a sanitizer is ready to watch over anybody.
+#define QEL_UNWATCHED __attribute__((no_sanitize("address", "undefined")))
+
 // Only the library runs out of memory, not the test or what it keeps of the library's messages.
-bool allocation_fails(const void* caller, size_t bytes) {
-  if (g_innermost == nullptr) return false;
+bool allocation_of_library_fails(const void* caller, size_t bytes) {
   Dl_info where;
   const bool of_library = dladdr(caller, &where) != 0 && where.dli_fname != nullptr &&
                           std::strstr(where.dli_fname, "libqelalertlog") != nullptr;
   void* none;
   return of_library && replaced<void*>(Site::kAllocate, nullptr, &none, bytes);
+}
+
+QEL_UNWATCHED bool allocation_fails(const void* caller, size_t bytes) {
+  return g_innermost != nullptr && allocation_of_library_fails(caller, bytes);
 }
 
 // The function of that name that this executable hides.
@@ -133,12 +139,12 @@ extern "C" {
 void* QEL_HIDDEN_MALLOC(size_t size);
 void* QEL_HIDDEN_CALLOC(size_t count, size_t size);
 
-void* malloc(size_t size) {
+QEL_UNWATCHED void* malloc(size_t size) {
   if (allocation_fails(__builtin_return_address(0), size)) return nullptr;
   return QEL_HIDDEN_MALLOC(size);
 }
 
-void* calloc(size_t count, size_t size) {
+QEL_UNWATCHED void* calloc(size_t count, size_t size) {
   if (allocation_fails(__builtin_return_address(0), count * size)) return nullptr;
   return QEL_HIDDEN_CALLOC(count, size);
 }
@@ -166,6 +172,13 @@ ssize_t write(int fd, const void* buffer, size_t size) {
   static const auto next = hidden<ssize_t (*)(int, const void*, size_t)>("write");
   ssize_t result;
   return replaced<ssize_t>(Site::kWrite, -1, &result, size) ? result : next(fd, buffer, size);
+}
+
+ssize_t pwrite(int fd, const void* buffer, size_t size, off_t offset) {
+  static const auto next = hidden<ssize_t (*)(int, const void*, size_t, off_t)>("pwrite64");
+  ssize_t result;
+  return replaced<ssize_t>(Site::kWrite, -1, &result, size) ? result
+                                                            : next(fd, buffer, size, offset);
 }
 
 off_t lseek(int fd, off_t offset, int whence) noexcept {

@@ -11,8 +11,8 @@
 namespace alt_test {
 
 enum class Site {
-  kRead,
-  kWrite,
+  kRead,   // read, pread
+  kWrite,  // write, pwrite
   kSeek,
   kStatus,      // fstat
   kTruncate,    // ftruncate
