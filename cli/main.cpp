@@ -70,22 +70,27 @@ std::string wrong_command(const std::string& name) {
   return "no subcommand " + in_quotes(name) + hint;
 }
 
-// What was wrong on the command line, with the help to look into.
+// The first word that looks like an option and is none; empty without one.
+std::string unknown_option(const std::vector<std::string>& left) {
+  const auto option = std::find_if(left.begin(), left.end(), [](const std::string& word) {
+    return word.size() > 1 && word.starts_with("-");
+  });
+  return option != left.end() ? "no option " + in_quotes(*option) : "";
+}
+
+// What was wrong on the command line, with the help to look into. A word that is no option says
+// more than what is missing because of it.
 std::string usage_fault(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<CLI::App*> selected = app.get_subcommands();
-  if (!selected.empty()) {
-    return std::string(error.what()) + " (see qelalert " + selected[0]->get_name() + " --help)";
-  }
-  const std::vector<std::string> left = app.remaining();
+  const bool in_command = !selected.empty();
+  const std::string help = in_command ? "qelalert " + selected[0]->get_name() : "qelalert";
+  const std::vector<std::string> left = app.remaining(true);
   const auto name = std::find_if(left.begin(), left.end(),
                                  [](const std::string& word) { return !word.starts_with("-"); });
-  std::string fault = error.what();
-  if (name != left.end()) {
-    fault = wrong_command(*name);
-  } else if (!left.empty()) {
-    fault = "no option " + in_quotes(left.front());
-  }
-  return fault + " (see qelalert --help)";
+  std::string fault = unknown_option(left);
+  if (!in_command && name != left.end()) fault = wrong_command(*name);
+  if (fault.empty()) fault = error.what();
+  return fault + " (see " + help + " --help)";
 }
 
 // Data that did not reach its reader must not look like success.

@@ -43,7 +43,6 @@ constexpr Member kMembers[] = {{"Server:", "/server"},
                                {"  Bytes:", "/intake/bytes"},
                                {"  Waiting:", "/intake/waiting"},
                                {"  Stored:", "/intake/stored"},
-                               {"  Refused:", "/intake/refused"},
                                {"  Set aside:", "/intake/set_aside"}};
 
 constexpr Member kPeerMembers[] = {{"PEER", "/server"},

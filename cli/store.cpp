@@ -32,7 +32,7 @@ UniqueFd open_for_reading(const std::string& path) {
 Failure damaged(const LogState& log) {
   return {kFailed, log.path + " is damaged: " + std::to_string(log.bytes) +
                        " bytes do not fit its count of " + std::to_string(log.count) +
-                       " alerts; the alert daemon repairs it when it starts"};
+                       " alerts; the alert daemon judges it when it next opens it"};
 }
 
 // What to blame for a time index that the library could not open; empty when nothing shows.

@@ -127,9 +127,11 @@ bool Daemon::open_store(std::string* error) {
 void Daemon::fit_capacity() {
   if (check_file_size() != 1) return;
   DAEMON_LOG(kNotable, "the alert log gets the capacity %d", alt_max_count);
+  const uint32_t given = current_alert_id();
   if (adjust_alert_record(alt_max_count) != 0) {
     DAEMON_LOG(kFailure, "the capacity of the alert log could not be changed");
   }
+  keep_alert_id(given);
 }
 
 // Without peers there is nobody to ask for this server's highest alert id.

@@ -152,4 +152,13 @@ int complete_interrupted_store() {
   return aim_header(log.get(), stamped);
 }
 
+int keep_alert_id(uint32_t alert_id) {
+  const UniqueFd log(open_file(alt_name_only, O_RDWR));
+  ALERT_FILE_HEADER header = {};
+  if (!log || read_alert_header(log.get(), &header) != 0) return -1;
+  if (header.current_alert_id >= alert_id) return 0;
+  header.current_alert_id = alert_id;
+  return write_numbers(log.get(), header);
+}
+
 }  // namespace qel::daemon

@@ -10,6 +10,8 @@
 //   - the work file of a resize: removed, or it would shine through the next one.
 #pragma once
 
+#include <cstdint>
+
 namespace qel::daemon {
 
 // Before the library opens the log.
@@ -20,5 +22,9 @@ void cut_surplus_line();
 
 // After the library has opened the log and before the intake is drained. 0 or -1 (logged).
 int complete_interrupted_store();
+
+// Ids are never given twice: the header of the log holds at least `alert_id` from now on. A shrunk
+// log, for one, counts only the ids that it has kept. 0 or -1 (logged).
+int keep_alert_id(uint32_t alert_id);
 
 }  // namespace qel::daemon
