@@ -109,7 +109,9 @@ bool Daemon::open_store(std::string* error) {
              " cannot be opened; the diagnostic log says why";
     return false;
   }
-  if (unclean && complete_interrupted_store() != 0) {
+  if (!unclean) {
+    mend_indexes();
+  } else if (complete_interrupted_store() != 0) {
     DAEMON_LOG(kFailure, "the alert log could not be mended completely");
   }
   fit_capacity();

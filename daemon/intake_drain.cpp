@@ -159,7 +159,11 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
     get_current_localtime(record->szWriteTime, sizeof record->szWriteTime);
   }
   const char* image = reinterpret_cast<const char*>(record);
-  const int duplicate = check_dup_alert(image);
+  int duplicate = check_dup_alert(image);
+  if (duplicate < 0) {  // an index that cannot be read would hold up the intake for good
+    DAEMON_LOG(kNotable, "the indexes are built again");
+    if (recreate_index_files() == 0) duplicate = check_dup_alert(image);
+  }
   if (duplicate == 1) return Fate::kDone;
   if (duplicate != 0 || udp_write_disk(image, sizeof *record, 1) != 0) return Fate::kRetry;
   ++counters_.stored;

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "alert_index/layout.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
 #include "alert_udp.h"
@@ -99,6 +100,17 @@ uint32_t highest_local_id(uint32_t count) {
   return highest;
 }
 
+// Whether an index, if it exists, holds `count` entries and nothing else.
+bool index_fits(int idxtype, uint32_t count) {
+  const UniqueFd index(open(store_path(idx_name[idxtype]).text, O_RDONLY | O_CLOEXEC));
+  if (!index) return true;
+  struct stat status;
+  INDEX_HEADER header = {};
+  return fstat(index.get(), &status) == 0 &&
+         status.st_size == index_offset(idxtype, static_cast<int>(count)) &&
+         read_index_header(index.get(), &header) == 0 && header.nCurCount == count;
+}
+
 int aim_header(int fd, const std::vector<ALERT_RECORD_INFO>& stamped) {
   ALERT_FILE_HEADER header = {};
   if (read_alert_header(fd, &header) != 0) return -1;
@@ -150,6 +162,19 @@ int complete_interrupted_store() {
   if (write_numbers(log.get(), header) != 0) return -1;
   if (recreate_index_files() != 0) return -1;
   return aim_header(log.get(), stamped);
+}
+
+void mend_indexes() {
+  const UniqueFd log(open_file(alt_name_only, O_RDWR));
+  ALERT_FILE_HEADER header = {};
+  if (!log || read_alert_header(log.get(), &header) != 0) return;
+  bool fit = true;
+  for (int type = 0; type < ALERT_INDEX_COUNT; ++type) {
+    fit = fit && index_fits(type, header.nCurCount);
+  }
+  if (fit) return;
+  DAEMON_LOG(kNotable, "the indexes do not fit the alert log and are built again");
+  if (recreate_index_files() != 0) DAEMON_LOG(kFailure, "the indexes could not be built");
 }
 
 int keep_alert_id(uint32_t alert_id) {

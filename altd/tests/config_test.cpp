@@ -110,8 +110,8 @@ class Config : public ::testing::Test {
 
   // Settings are never freed; the next start would lose the only pointers to them.
   static void keep_strings() {
-    static std::vector<char*> kept;
-    for (char* setting : {sys_root_path, alt_alert_name, alt_cmd_path}) kept.push_back(setting);
+    static auto* const kept = new std::vector<char*>;  // outlives the search for leaks
+    for (char* setting : {sys_root_path, alt_alert_name, alt_cmd_path}) kept->push_back(setting);
   }
 
   std::string root_;

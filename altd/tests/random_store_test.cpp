@@ -1,8 +1,6 @@
 // Random series of stores, queries, resizes and damages, compared with the model after every step.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "random_series.h"
 #include "support/random.h"
 

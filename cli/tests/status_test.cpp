@@ -109,7 +109,6 @@ TEST_F(Status, AnswerIsShownAligned) {
       "  Bytes:         684\n"
       "  Waiting:       1\n"
       "  Stored:        5\n"
-      "  Refused:       2\n"
       "  Set aside:     4\n"
       "Peers:           none\n",
       result.out);
