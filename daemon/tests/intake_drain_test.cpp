@@ -107,9 +107,10 @@ TEST_F(Drain, ProgramWaitsForTheLockUntilTheIntakeIsEmptyAndSucceeds) {
   EXPECT_EQ(3 * kIntakeLine, std::filesystem::file_size(path("alerttmp.alt")))
       << "the program did not wait";
   ASSERT_EQ(1, alt_test::in_process([this] {
-    const UniqueFd file(open(path("alerttmp.alt").c_str(), O_RDWR));
-    return lock_reg(file.get(), F_SETLK, F_WRLCK, 0, SEEK_SET, 0) == -1 ? 1 : 0;
-  })) << "the lock was given back too early";
+              const UniqueFd file(open(path("alerttmp.alt").c_str(), O_RDWR));
+              return lock_reg(file.get(), F_SETLK, F_WRLCK, 0, SEEK_SET, 0) == -1 ? 1 : 0;
+            }))
+      << "the lock was given back too early";
   ASSERT_EQ(Outcome::kEmpty, drain(&intake_));
   EXPECT_EQ(0, program.wait());
   ASSERT_EQ(Outcome::kEmpty, drain(&intake_));
@@ -219,9 +220,9 @@ TEST_F(Drain, ProgramsMayAppendWhileTheStoreFails) {
   ASSERT_EQ(0, mkdir(log_path().c_str(), 0755));
   ASSERT_EQ(Outcome::kTrouble, drain(&intake_));
   EXPECT_EQ(0, alt_test::in_process([] {
-    ALERT_RECORD_INFO alert = make_record(2);
-    return alert_log_lib_write(&alert) == 0 ? 0 : 1;
-  }));
+              ALERT_RECORD_INFO alert = make_record(2);
+              return alert_log_lib_write(&alert) == 0 ? 0 : 1;
+            }));
   ASSERT_EQ(0, rmdir(log_path().c_str()));
   EXPECT_EQ(Outcome::kEmpty, drain(&intake_));
   EXPECT_EQ(stored_texts(1, 1, 2), stored());

@@ -18,7 +18,8 @@ std::string with_id_column(const std::string& column) {
 }
 
 TEST(LineFormTest, IdOfOneToTenDigitsIsANewLine) {
-  for (const char* column : {"0         ", "7         ", "123456789 ", "4294967295", "0000000000"}) {
+  for (const char* column :
+       {"0         ", "7         ", "123456789 ", "4294967295", "0000000000"}) {
     EXPECT_EQ(LineForm::kNew, form_of(with_id_column(column).c_str())) << column;
   }
 }
@@ -30,8 +31,9 @@ TEST(LineFormTest, XWithEightHexDigitsAndABlankIsAStampedLine) {
 }
 
 TEST(LineFormTest, AnyOtherIdColumnIsBroken) {
-  for (const char* column : {"          ", " 1        ", "1 1       ", "1x        ", "x0000002A1",
-                             "x000002A  ", "x0000000G ", "X0000002A ", "-1        ", "\n1        "}) {
+  for (const char* column :
+       {"          ", " 1        ", "1 1       ", "1x        ", "x0000002A1", "x000002A  ",
+        "x0000000G ", "X0000002A ", "-1        ", "\n1        "}) {
     EXPECT_EQ(LineForm::kBroken, form_of(with_id_column(column).c_str())) << column;
   }
 }
@@ -68,9 +70,9 @@ TEST(ParseLine, IdOfTheProgramIsNotTaken) {
 }
 
 TEST(ParseLine, GivesEveryTextWithoutItsTrailingBlanks) {
-  ALERT_RECORD_INFO alert = alt_test::make_record(
-      0, std::string(64, 's'), std::string(31, 'm'), "1234567", "3", "2024/01/31 23:59:59.123",
-      std::string(511, 't'));
+  ALERT_RECORD_INFO alert =
+      alt_test::make_record(0, std::string(64, 's'), std::string(31, 'm'), "1234567", "3",
+                            "2024/01/31 23:59:59.123", std::string(511, 't'));
   EXPECT_EQ(alt_test::describe(alert), alt_test::describe(parse_line(line_of(alert).c_str())));
   alert = alt_test::make_record(0, "s  ", " m ", "1", "2", "2024/01/31 23:59:59.123", " a  b ");
   const ALERT_RECORD_INFO parsed = parse_line(line_of(alert).c_str());

@@ -47,7 +47,8 @@ class SettingsTest : public ::testing::Test {
   }
   // The whole element, its text replaced.
   void set(const std::string& section, const std::string& element, const std::string& text) const {
-    replace(section, element_of(section, element), "<" + element + ">" + text + "</" + element + ">");
+    replace(section, element_of(section, element),
+            "<" + element + ">" + text + "</" + element + ">");
   }
   void drop(const std::string& element) const {
     replace("webalert", element_of("webalert", element), "");

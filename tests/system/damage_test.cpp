@@ -100,7 +100,8 @@ std::vector<IndexCase> index_cases() {
 
 std::string name_of_case(const ::testing::TestParamInfo<IndexCase>& test) {
   std::string file = test.param.file;
-  std::replace_if(file.begin(), file.end(), [](char c) { return isalnum(c) == 0; }, '_');
+  std::replace_if(
+      file.begin(), file.end(), [](char c) { return isalnum(c) == 0; }, '_');
   return test.param.damage.name + ("_" + file) +
          (test.param.capacity == kRoom ? "_InALogWithRoom" : "_InAFullLog");
 }
@@ -127,7 +128,8 @@ class DamagedIndex : public DamageTest, public ::testing::WithParamInterface<Ind
   }
 };
 
-// Lookups trust an index whose header is whole: a cut one may be noticed late or at the next mending.
+// Lookups trust an index whose header is whole: a cut one may be noticed late or at the next
+// mending.
 TEST_P(DamagedIndex, UnderARunningDaemonDoesNotStopItAndIsBuiltAgainWhenNoticed) {
   damage();
   raise_and_wait(kBefore + 1, kBefore + kAfter);

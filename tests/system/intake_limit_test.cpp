@@ -37,8 +37,8 @@ TEST(IntakeLimit, IsExceededByOneAlertThenRefusedUntilTheDaemonHasStoredAll) {
 
   const auto refused = server.run_tool({"raise", "-i", "1", "-m", "disk", "one too many"});
   EXPECT_EQ(1, refused->wait());
-  EXPECT_NE(std::string::npos, refused->err().find(
-                                   "temporary file's size is too large,alert can not be wrote"))
+  EXPECT_NE(std::string::npos,
+            refused->err().find("temporary file's size is too large,alert can not be wrote"))
       << refused->err();
   EXPECT_EQ(kIntakeMax + kRecordLine, std::filesystem::file_size(server.store("alerttmp.alt")));
 

@@ -24,7 +24,8 @@ int become(const std::vector<std::string>& arguments, const std::string& output,
            const std::map<std::string, std::string>& environment) {
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
   std::vector<char*> texts;
-  for (const std::string& argument : arguments) texts.push_back(const_cast<char*>(argument.c_str()));
+  for (const std::string& argument : arguments)
+    texts.push_back(const_cast<char*>(argument.c_str()));
   texts.push_back(nullptr);
   take_output(output + ".out", STDOUT_FILENO);
   take_output(output + ".err", STDERR_FILENO);

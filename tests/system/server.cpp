@@ -77,9 +77,9 @@ void Server::set(const std::string& section, const std::string& element,
   const size_t begin = content.find(opening);
   if (begin == std::string::npos) throw std::runtime_error("no element " + element);
   const size_t end = content.find("</" + element + ">", begin);
-  alt_test::write_file(config(section), std::string(content)
-                                            .replace(begin + opening.size(),
-                                                     end - begin - opening.size(), text));
+  alt_test::write_file(
+      config(section),
+      std::string(content).replace(begin + opening.size(), end - begin - opening.size(), text));
 }
 
 void Server::set_capacity(int records) const {

@@ -109,8 +109,8 @@ std::string index_difference(const std::string& root) {
   fs::remove_all(fresh);
   fs::create_directory(fresh);
   fs::copy_file(root + "/store/alertlog.alt", fresh + "alertlog.alt");
-  const int built = alt_test::in_process(
-      [&] { return as_program([&] { return build_indexes(fresh); }); });
+  const int built =
+      alt_test::in_process([&] { return as_program([&] { return build_indexes(fresh); }); });
   if (built != 0) return "the indexes cannot be built: " + std::to_string(built);
   for (int type = kTimeIndex; type < ALERT_INDEX_COUNT; ++type) {
     const std::string kept = root + "/store/" + idx_name[type];
