@@ -271,6 +271,15 @@ TEST_F(Drain, EmptyLogFileIsMadeAnewAndTheAlertsAreStored) {
   EXPECT_EQ(stored_texts(3, 3, 4), stored());
 }
 
+TEST_F(Drain, UnreadableIndexOfTheIdsDoesNotHoldUpTheIntake) {
+  drain_all(new_lines(1, 3));
+  const std::string index = path("srv_alt_id.idx");
+  alt_test::write_file(index, std::string(alt_test::read_file(index)->size(), '#'));
+  drain_all(new_lines(4, 5));
+  EXPECT_EQ(stored_texts(1, 1, 5), stored());
+  EXPECT_EQ("", index_difference());
+}
+
 TEST_F(Drain, SomebodyElseEmptyingTheIntakeDoesNoHarm) {
   settings_.intake_batch = 2;
   put_intake(new_lines(1, 5));

@@ -78,14 +78,14 @@ std::ostream& operator<<(std::ostream& out, const IndexCase& test) {
   return out << test.damage.name << " " << test.file << ", capacity " << test.capacity;
 }
 
-constexpr char kRepaired[] = "is error,will recreate the index file ...!";
+constexpr char kUnreadable[] = "read index header with char (";
 
 const Damage kIndexDamages[] = {
     {"Missing", [](const std::string& path) { alt_test::remove_file(path); },
      "not exist, now create it."},
     {"Truncated", cut_to_half, nullptr},
     {"Empty", make_empty, kDestroyed},
-    {"Scrambled", scramble, kRepaired}};
+    {"Scrambled", scramble, kUnreadable}};
 
 std::vector<IndexCase> index_cases() {
   std::vector<IndexCase> cases;
@@ -146,20 +146,21 @@ TEST_P(DamagedIndex, UnderARunningDaemonDoesNotStopItAndIsBuiltAgainWhenNoticed)
 
 INSTANTIATE_TEST_SUITE_P(Each, DamagedIndex, ::testing::ValuesIn(index_cases()), name_of_case);
 
-TEST_F(DamageTest, IndexesDamagedBeforeTheStartAfterAKillAreBuiltAgain) {
+TEST_F(DamageTest, IndexesDamagedWhileNoDaemonRunsFitTheLogAfterTheNextStart) {
   server_.set_capacity(kRoom);
   daemon_ = server_.start_daemon();
   raise_and_wait(1, kBefore);
   uint32_t last = kBefore;
-  for (const Damage& damage : kIndexDamages) {
-    restart(false, [&] {
-      for (int i = 1; i < 7; ++i) damage.apply(server_.store(alt_test::kStoreFiles[i]));
-    });
-    EXPECT_EQ("", index_difference(server_.root())) << damage;
-    ++last;
-    raise_and_wait(last, last);
-    EXPECT_EQ(counting(1, last), numbers_of(alerts())) << damage;
-    EXPECT_EQ("", index_difference(server_.root())) << damage;
+  for (const bool cleanly : {true, false}) {
+    for (const Damage& damage : kIndexDamages) {
+      restart(cleanly, [&] {
+        for (int i = 1; i < 7; ++i) damage.apply(server_.store(alt_test::kStoreFiles[i]));
+      });
+      ++last;
+      raise_and_wait(last, last);
+      EXPECT_EQ(counting(1, last), numbers_of(alerts())) << damage << cleanly;
+      EXPECT_EQ("", index_difference(server_.root())) << damage << cleanly;
+    }
   }
   EXPECT_EQ(0, Server::stop(daemon_.get()));
 }

@@ -68,7 +68,8 @@ int create_semaphore(key_t key, const char* semfile) {
     ALERT_LOG(kFailure, "create semaphore failed: %d", errno);
     return -1;
   }
-  if (never_used(id) && semctl(id, 0, GETVAL) == 0) return set_free(id);
+  // In this order: whoever takes it to 0 has used it from then on.
+  if (semctl(id, 0, GETVAL) == 0 && never_used(id)) return set_free(id);
   return id;
 }
 
