@@ -1,7 +1,9 @@
 // Programs that raise alerts at the same time.
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <unistd.h>
+
+#include <memory>
+#include <stdexcept>
 
 #include "alert_log.h"
 #include "raising.h"
@@ -69,7 +71,7 @@ std::vector<uint32_t> ids_without(const std::vector<ALERT_RECORD_INFO>& alerts, 
                                   uint32_t added) {
   std::vector<uint32_t> ids = {added};
   for (const ALERT_RECORD_INFO& alert : alerts) {
-    if (number_of(alert) != number) ids.push_back(alert.alert_id);
+    if (number_of(alert.szAlertMessage) != number) ids.push_back(alert.alert_id);
   }
   return sorted(ids);
 }

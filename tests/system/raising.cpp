@@ -1,6 +1,5 @@
 #include "raising.h"
 
-#include <cstdlib>
 #include <stdexcept>
 
 #include "alert_config.h"
@@ -33,8 +32,7 @@ ALERT_RECORD_INFO numbered_alert(uint32_t number) {
   return alert;
 }
 
-uint32_t number_of(const ALERT_RECORD_INFO& alert) {
-  const std::string message = alert.szAlertMessage;
+uint32_t number_of(const std::string& message) {
   if (!message.starts_with(kMessage)) throw std::runtime_error("not raised here: " + message);
   return static_cast<uint32_t>(std::stoul(message.substr(sizeof kMessage - 1)));
 }
@@ -47,17 +45,16 @@ int as_program(const std::function<int()>& work) {
 }
 
 int raise_alerts(uint32_t first, uint32_t last) {
-  int refused = 0;
-  const int result = alt_test::in_process([&] {
+  return alt_test::in_process([&] {
     return as_program([&] {
+      int result = 0;
       for (uint32_t number = first; number <= last; ++number) {
         ALERT_RECORD_INFO alert = numbered_alert(number);
-        if (alert_log_lib_write(&alert) != 0) ++refused;
+        if (alert_log_lib_write(&alert) != 0) result = 2;
       }
-      return refused == 0 ? 0 : 2;
+      return result;
     });
   });
-  return result;
 }
 
 }  // namespace qel::system_test

@@ -14,10 +14,10 @@ namespace qel::system_test {
 // it. Server, module, event and level change from alert to alert, so that each index is changed in
 // its middle, too.
 ALERT_RECORD_INFO numbered_alert(uint32_t number);
-// The number of a stored alert; one that is no numbered_alert throws.
-uint32_t number_of(const ALERT_RECORD_INFO& alert);
+// The number in the message of a numbered_alert; any other message throws.
+uint32_t number_of(const std::string& message);
 
-// Raises the alerts with these numbers in a program of its own; how many were accepted.
+// Raises the alerts with these numbers in a program of its own. 0 when all were accepted.
 int raise_alerts(uint32_t first, uint32_t last);
 
 // For a forked process: starts the library as programs do, does `work`, ends it. Its result, or 1

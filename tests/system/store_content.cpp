@@ -85,7 +85,7 @@ std::vector<uint32_t> sorted(std::vector<uint32_t> numbers) {
 
 std::vector<uint32_t> numbers_of(const std::vector<ALERT_RECORD_INFO>& alerts) {
   std::vector<uint32_t> numbers;
-  for (const ALERT_RECORD_INFO& alert : alerts) numbers.push_back(number_of(alert));
+  for (const ALERT_RECORD_INFO& alert : alerts) numbers.push_back(number_of(alert.szAlertMessage));
   return numbers;
 }
 
