@@ -28,12 +28,6 @@ bool holds_decimal(const char* column) {
   return i > 0 && text_end(column, kStampSize) == i;
 }
 
-template <size_t N>
-void take_trimmed(const char* line, const Column& column, char (&field)[N]) {
-  const size_t stop = text_end(line, column.begin + column.width);
-  take_text(field, line + column.begin, stop > column.begin ? stop - column.begin : 0);
-}
-
 }  // namespace
 
 LineForm form_of(const char* text) {
@@ -47,13 +41,11 @@ ALERT_RECORD_INFO parse_line(const char* text) {
   if (holds_stamp(text)) {
     record.alert_id = static_cast<uint32_t>(strtoul(text + 1, nullptr, 16));
   }
-  take_trimmed(text, kColumnWriteTime, record.szWriteTime);
-  take_trimmed(text, kColumnServerTime, record.szServerTime);
-  take_trimmed(text, kColumnServer, record.szServer);
-  take_trimmed(text, kColumnModule, record.szModType);
-  take_trimmed(text, kColumnEvent, record.szEventID);
-  take_trimmed(text, kColumnLevel, record.szLevel);
-  take_trimmed(text, kColumnMessage, record.szAlertMessage);
+  visit_texts(record, [text](const Column& column, auto& field) {
+    const size_t stop = text_end(text, column.begin + column.width);
+    take_text(field, text + column.begin, stop > column.begin ? stop - column.begin : 0);
+    return true;
+  });
   return record;
 }
 

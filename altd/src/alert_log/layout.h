@@ -35,30 +35,24 @@ inline off_t record_offset(int line, int header_length) {
   return static_cast<off_t>(line) * static_cast<off_t>(kRecordLine) + header_length;
 }
 
-template <size_t N>
-void put_column(char* line, const Column& column, const char (&field)[N]) {
-  put_text(line + column.begin, column.width, field, N);
+// Hands each text column with its field of the record to visit(column, field), in line order, until
+// one returns false; false then.
+template <typename Record, typename Visit>
+bool visit_texts(Record& record, Visit visit) {
+  return visit(kColumnWriteTime, record.szWriteTime) &&
+         visit(kColumnServerTime, record.szServerTime) && visit(kColumnServer, record.szServer) &&
+         visit(kColumnModule, record.szModType) && visit(kColumnEvent, record.szEventID) &&
+         visit(kColumnLevel, record.szLevel) && visit(kColumnMessage, record.szAlertMessage);
 }
 
 // Formats a record as a line of kRecordLine bytes.
 inline void format_record(char* line, const ALERT_RECORD_INFO& record) {
   put_number(line + kColumnId.begin, kColumnId.width, "%u", record.alert_id);
-  put_column(line, kColumnWriteTime, record.szWriteTime);
-  put_column(line, kColumnServerTime, record.szServerTime);
-  put_column(line, kColumnServer, record.szServer);
-  put_column(line, kColumnModule, record.szModType);
-  put_column(line, kColumnEvent, record.szEventID);
-  put_column(line, kColumnLevel, record.szLevel);
-  put_column(line, kColumnMessage, record.szAlertMessage);
+  visit_texts(record, [line](const Column& column, const auto& field) {
+    put_text(line + column.begin, column.width, field, sizeof field);
+    return true;
+  });
   line[kRecordText] = '\n';
-}
-
-template <size_t N>
-bool take_column(const char* line, const Column& column, char (&field)[N]) {
-  size_t length;
-  if (!cut_column(line, column.begin, column.begin + column.width, &length)) return false;
-  take_text(field, line + column.begin, length);
-  return true;
 }
 
 // Cuts a record line into its fields. False when a column cannot be cut; the record's content is
@@ -67,13 +61,12 @@ inline bool parse_record(const char* line, ALERT_RECORD_INFO* record) {
   size_t id_length;
   if (!cut_column(line, kColumnId.begin, kColumnId.width, &id_length)) return false;
   record->alert_id = static_cast<uint32_t>(take_number(line, id_length));
-  return take_column(line, kColumnWriteTime, record->szWriteTime) &&
-         take_column(line, kColumnServerTime, record->szServerTime) &&
-         take_column(line, kColumnServer, record->szServer) &&
-         take_column(line, kColumnModule, record->szModType) &&
-         take_column(line, kColumnEvent, record->szEventID) &&
-         take_column(line, kColumnLevel, record->szLevel) &&
-         take_column(line, kColumnMessage, record->szAlertMessage);
+  return visit_texts(*record, [line](const Column& column, auto& field) {
+    size_t length;
+    if (!cut_column(line, column.begin, column.begin + column.width, &length)) return false;
+    take_text(field, line + column.begin, length);
+    return true;
+  });
 }
 
 template <size_t N>
@@ -83,13 +76,10 @@ void end_text(char (&field)[N]) {
 
 // Ends every text of a record within its field: what comes from outside may lack its NUL.
 inline void end_texts(ALERT_RECORD_INFO* record) {
-  end_text(record->szEventID);
-  end_text(record->szLevel);
-  end_text(record->szServer);
-  end_text(record->szModType);
-  end_text(record->szWriteTime);
-  end_text(record->szServerTime);
-  end_text(record->szAlertMessage);
+  visit_texts(*record, [](const Column&, auto& field) {
+    end_text(field);
+    return true;
+  });
 }
 
 }  // namespace qel
