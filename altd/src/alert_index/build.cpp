@@ -16,6 +16,7 @@
 #include "alert_lock/semaphore_lock.h"
 #include "alert_log.h"
 #include "alert_log/record_range.h"
+#include "alert_log/steps.h"
 #include "common/descriptor.h"
 #include "common/log.h"
 #include "common/paths.h"
@@ -168,13 +169,6 @@ int fill_index(int fd, INDEX_NODE* nodes, int idxtype, int count) {
   return result;
 }
 
-void clear_changed_bit(int log_fd, ALERT_FILE_HEADER header, int idxtype) {
-  header.isChanged &= ~(1 << idxtype);
-  if (write_alert_header(log_fd, header, 1) != 0) {
-    ALERT_LOG(kFailure, "write alert file header failed");
-  }
-}
-
 // Formats one entry and returns its size.
 size_t format_node(char* text, const INDEX_NODE& node, int idxtype) {
   if (idxtype == kServerIdIndex) {
@@ -225,7 +219,8 @@ int create_index_content(const char* idx) {
   const Descriptor index(fd);
   if (creation != Creation::kMade) return creation == Creation::kNotNeeded ? 0 : -1;
   if (count > 0 && fill_index(fd, nodes.get(), idxtype, count) != 0) return -1;
-  clear_changed_bit(log.get(), header, idxtype);
+  header.isChanged &= ~(1 << idxtype);
+  qel::put_header_numbers(log.get(), header);
   return 0;
 }
 

@@ -32,7 +32,4 @@ inline constexpr int kAllIndexes = (1 << ALERT_INDEX_COUNT) - 1;
 // and that has the log open (-1: not yet).
 Upkeep update_all_indexes(int log_fd, const Change& change);
 
-// Clears the bits of updated indexes in the header of an open log; failures are only logged.
-void clear_changed_bits(int log_fd, int updated);
-
 }  // namespace qel

@@ -122,19 +122,6 @@ qel::Upkeep qel::update_all_indexes(int log_fd, const Change& change) {
   return upkeep;
 }
 
-// All bits in one write of the header: a crash before it has all indexes built again.
-void qel::clear_changed_bits(int log_fd, int updated) {
-  ALERT_FILE_HEADER header = {};
-  if (read_alert_header(log_fd, &header) < 0) {
-    ALERT_LOG(kFailure, "read alert file header failed");
-    return;
-  }
-  header.isChanged &= ~updated;
-  if (write_alert_header(log_fd, header, 1) != 0) {
-    ALERT_LOG(kFailure, "write alert file header failed");
-  }
-}
-
 int check_dup_alert(const char* buf) {
   ALERT_TRACE_FUNCTION();
   if (buf == nullptr) {

@@ -176,3 +176,29 @@ int qel::read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* fil
       text, static_cast<size_t>(std::min<off_t>(status.st_size, off_t{kHeaderSearch})));
   return parse_numbers(text, header);
 }
+
+int qel::put_header_numbers(int fd, const ALERT_FILE_HEADER& header) {
+  if (write_alert_header(fd, header, 1) == 0) return 0;
+  ALERT_LOG(kFailure, "write alert file header failed");
+  return -1;
+}
+
+void qel::clear_changed_bits(int fd, int bits) {
+  ALERT_FILE_HEADER header = {};
+  if (read_alert_header(fd, &header) < 0) {
+    ALERT_LOG(kFailure, "read alert file header failed");
+    return;
+  }
+  header.isChanged &= ~bits;
+  put_header_numbers(fd, header);
+}
+
+int qel::aim_at_oldest(ALERT_FILE_HEADER* header) {
+  const int line = get_nextto_write();
+  if (line == -1) {
+    ALERT_LOG(kFailure, "call get_nexto_write failed");
+    return -1;
+  }
+  header->nCurToWrite = static_cast<uint32_t>(line);
+  return 0;
+}

@@ -13,7 +13,6 @@ using qel::kRecordLine;
 
 namespace {
 
-constexpr int kAllChanged = 255;           // indexes behind, both marks set
 constexpr uint32_t kNextId = 0xFFFFFFFFu;  // a local record of this id counts the id up
 
 bool full(const ALERT_FILE_HEADER& header) {
@@ -39,28 +38,11 @@ int put_record_line(int fd, int line, int header_length, const ALERT_RECORD_INFO
   return 0;
 }
 
-int put_header_numbers(int fd, const ALERT_FILE_HEADER& header) {
-  if (write_alert_header(fd, header, 1) == 0) return 0;
-  ALERT_LOG(kFailure, "write alert file header failed");
-  return -1;
-}
-
-// The line of the oldest record becomes the next to write.
-int aim_at_oldest(ALERT_FILE_HEADER* header) {
-  const int line = get_nextto_write();
-  if (line == -1) {
-    ALERT_LOG(kFailure, "call get_nexto_write failed");
-    return -1;
-  }
-  header->nCurToWrite = static_cast<uint32_t>(line);
-  return 0;
-}
-
 int count_appended(int fd, ALERT_FILE_HEADER* header) {
   ++header->nCurCount;
   ++header->nCurToWrite;
-  if (put_header_numbers(fd, *header) != 0) return -1;
-  return full(*header) ? aim_at_oldest(header) : 0;
+  if (qel::put_header_numbers(fd, *header) != 0) return -1;
+  return full(*header) ? qel::aim_at_oldest(header) : 0;
 }
 
 // The line of the oldest record becomes the next to write, and the bits of the updated indexes are
@@ -73,11 +55,11 @@ int aim_full_log(int fd, const qel::Upkeep& upkeep, ALERT_FILE_HEADER* header) {
   header->isChanged &= ~upkeep.updated;
   if (upkeep.oldest_line >= 0) {
     header->nCurToWrite = static_cast<uint32_t>(upkeep.oldest_line);
-  } else if (aim_at_oldest(header) != 0) {
+  } else if (qel::aim_at_oldest(header) != 0) {
     if (upkeep.updated != 0) qel::clear_changed_bits(fd, upkeep.updated);
     return -1;
   }
-  return put_header_numbers(fd, *header);
+  return qel::put_header_numbers(fd, *header);
 }
 
 void track_local_id(ALERT_FILE_HEADER* header, uint32_t alert_id) {
@@ -115,9 +97,9 @@ int qel::store_record(int fd, int header_length, int line, ALERT_RECORD_INFO Alt
   }
   if (put_record_line(fd, line, header_length, AltRecord) != 0) return -1;
   if (!was_full && count_appended(fd, &altHeader) != 0) return -1;
-  altHeader.isChanged = kAllChanged;
+  altHeader.isChanged = qel::kAllChanged;
   if (islocal == 1 && caller == 1) track_local_id(&altHeader, AltRecord.alert_id);
-  if (put_header_numbers(fd, altHeader) != 0) return -1;
+  if (qel::put_header_numbers(fd, altHeader) != 0) return -1;
   qel::Upkeep upkeep = {0, 0, -1};
   if (caller == 1) upkeep = qel::update_all_indexes(fd, {line, AltRecord, overwritten});
   if (upkeep.result < 0) ALERT_LOG(kFailure, "modify index file failed");

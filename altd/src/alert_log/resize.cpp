@@ -14,6 +14,7 @@
 #include "alert_lock/store_guard.h"
 #include "alert_log.h"
 #include "alert_log/record_range.h"
+#include "alert_log/steps.h"
 #include "alert_udp.h"
 #include "common/descriptor.h"
 #include "common/log.h"
@@ -28,7 +29,6 @@ namespace {
 
 constexpr char kWorkFile[] = "alertlog_tmp.alt";
 constexpr int kNoIndexes = 2;  // caller of write_alert_record: leave the indexes alone
-constexpr int kAllChanged = 255;
 
 // The new log while it is built; removed unless it has taken the log's place.
 class WorkFile {
@@ -55,12 +55,6 @@ class WorkFile {
   Descriptor file_;
   bool kept_ = false;
 };
-
-int put_numbers(int fd, const ALERT_FILE_HEADER& header) {
-  if (write_alert_header(fd, header, 1) == 0) return 0;
-  ALERT_LOG(kFailure, "write alert file header failed");
-  return -1;
-}
 
 bool is_local(const ALERT_RECORD_INFO& record) {
   return local_svr != nullptr && strcmp(record.szServer, local_svr->svr_name) == 0;
@@ -127,18 +121,8 @@ int build_work_file(int log_fd, const WorkFile& work, int dropped, int count, in
   header.current_alert_id = local_id;
   header.nMaxCount = header.nCurCount = static_cast<uint32_t>(newsize);
   header.nCurToWrite = 0;
-  header.isChanged = kAllChanged;
-  return put_numbers(work.fd(), header);
-}
-
-int aim_at_oldest(ALERT_FILE_HEADER* header) {
-  const int line = get_nextto_write();
-  if (line == -1) {
-    ALERT_LOG(kFailure, "call get_nexto_write failed");
-    return -1;
-  }
-  header->nCurToWrite = static_cast<uint32_t>(line);
-  return 0;
+  header.isChanged = qel::kAllChanged;
+  return qel::put_header_numbers(work.fd(), header);
 }
 
 int rebuild(int log_fd, int dropped, int count, int newsize) {
@@ -158,7 +142,8 @@ int rebuild(int log_fd, int dropped, int count, int newsize) {
     ALERT_LOG(kFailure, "read alert file header failed");
     return -1;
   }
-  if (aim_at_oldest(&header) != 0 || put_numbers(work.fd(), header) != 0) return -1;
+  if (qel::aim_at_oldest(&header) != 0 || qel::put_header_numbers(work.fd(), header) != 0)
+    return -1;
   ALERT_LOG(kNotable, "adjust log file succeed !!!!!");
   return 0;
 }
@@ -168,11 +153,11 @@ int change_header(int log_fd, ALERT_FILE_HEADER* header, int newsize) {
   const uint32_t size = static_cast<uint32_t>(newsize);
   if (size >= header->nMaxCount) {
     header->nCurToWrite = header->nCurCount;
-  } else if (size == header->nCurCount && aim_at_oldest(header) != 0) {
+  } else if (size == header->nCurCount && qel::aim_at_oldest(header) != 0) {
     return -1;
   }
   header->nMaxCount = size;
-  const int result = put_numbers(log_fd, *header);
+  const int result = qel::put_header_numbers(log_fd, *header);
   ALERT_LOG(kNotable, "adjust log file succeed !!!!!");
   return result;
 }

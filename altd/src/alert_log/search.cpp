@@ -10,6 +10,7 @@
 #include "alert_log/layout.h"
 #include "alert_log/record_range.h"
 #include "alert_log/search_match.h"
+#include "alert_log/steps.h"
 #include "common/log.h"
 
 using qel::kFailure;
@@ -180,19 +181,6 @@ int search_and_deliver(const ALERT_SEARCH_INFO& info, int* psize, int* pageno,
   return result == 0 ? total : result;
 }
 
-void clear_search_mark(int log_fd) {
-  ALERT_LOG(kNotable, "set alert file  not changed flag");
-  ALERT_FILE_HEADER header = {};
-  if (read_alert_header(log_fd, &header) < 0) {
-    ALERT_LOG(kFailure, "read alert file header failed");
-    return;
-  }
-  header.isChanged &= ~kSearchMark;
-  if (write_alert_header(log_fd, header, 1) != 0) {
-    ALERT_LOG(kFailure, "write alert file header failed");
-  }
-}
-
 }  // namespace
 
 int alert_search(ALERT_SEARCH_INFO info, int* psize, int* pageno, LPALERT_RECORD_INFO pAltInfo) {
@@ -212,7 +200,8 @@ int alert_search(ALERT_SEARCH_INFO info, int* psize, int* pageno, LPALERT_RECORD
     cache().clear();
   } else {
     cache().search_info = info;
-    clear_search_mark(files.log.get());
+    ALERT_LOG(kNotable, "set alert file  not changed flag");
+    qel::clear_changed_bits(files.log.get(), kSearchMark);
   }
   ALERT_LOG(kNotable, "Leave <== %s(). return %d", __func__, result);
   return result;

@@ -10,6 +10,17 @@ namespace qel {
 // As read_alert_header and get_header_length in one read; *file_size is the size of the file.
 int read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* file_size);
 
+inline constexpr int kAllChanged = 255;  // isChanged after a write: indexes behind, both marks set
+
+// Writes the numeric header lines. 0 or -1 (logged).
+int put_header_numbers(int fd, const ALERT_FILE_HEADER& header);
+
+// Clears bits of isChanged in the header of an open log; failures are only logged.
+void clear_changed_bits(int fd, int bits);
+
+// The line of the oldest record becomes the next to write. 0 or -1 (logged).
+int aim_at_oldest(ALERT_FILE_HEADER* header);
+
 // Whether the size of an open log fits its header; false also when that cannot be told.
 bool fits_header(int fd);
 
