@@ -171,7 +171,7 @@ class RangeWriter {
   }
 
  private:
-  static constexpr int kPiece = 8192;  // entries of a piece, fewer when memory is short: 600 KiB
+  static constexpr int kPiece = 2048;  // entries of a piece, fewer when memory is short: 150 KiB
 
   static int log_unmoved() {
     ALERT_LOG(kFailure, "move index record failed");
