@@ -48,6 +48,12 @@ int IndexReader::fetch(char* to, int first, int count) {
   return 0;
 }
 
+void IndexReader::know_first(const char* text) {
+  memcpy(singles_[0], text, index_record_size(idxtype_));
+  single_[0] = 0;
+  kept_ = 1;
+}
+
 // The first probes of every search hit the same entries, so some are kept for the next search.
 const char* IndexReader::keep_single(int position, int* result) {
   const int slot = kept_ < kKept ? kept_ : kKept - 1;

@@ -23,13 +23,16 @@ class IndexReader {
 
   int type() const { return idxtype_; }
 
+  // Takes over the text of the first entry, which the caller has read together with the header.
+  void know_first(const char* text);
+
   // Reads the entry at `position`, which lies within first..last; when that range is short it is
   // fetched whole, since the search will go on in it. 0 or a negative result (logged).
   int read(int position, int first, int last, INDEX_RECORD_INFO* entry);
 
  private:
   static constexpr int kBlock = 256;  // entries that one read fetches at most
-  static constexpr int kKept = 8;    // single entries that are kept for a second search
+  static constexpr int kKept = 8;     // single entries that are kept for a second search
 
   enum class Lock { kNone, kOwn, kCallers };
 

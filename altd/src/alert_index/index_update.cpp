@@ -61,11 +61,16 @@ void set_update_flags(int fd) {
 
 constexpr int kDestroyed = 1;  // the file is too short for a header
 
+// The start of an index: its header and, zero where the file ends before, its first entry.
+struct Head {
+  char text[kIndexHeader + kLongRecord] = {};
+  const char* first_entry() const { return text + kIndexHeader; }
+};
+
 // 0, kDestroyed, or a negative result (logged).
-int read_header(int fd, INDEX_HEADER* header) {
-  char text[kIndexHeader];
-  const ssize_t got = pread(fd, text, sizeof text, 0);
-  if (got == static_cast<ssize_t>(sizeof text)) return parse_index_header(text, header);
+int read_head(int fd, Head* head, INDEX_HEADER* header) {
+  const ssize_t got = pread(fd, head->text, sizeof head->text, 0);
+  if (got >= static_cast<ssize_t>(kIndexHeader)) return parse_index_header(head->text, header);
   if (got >= 0) return kDestroyed;
   ALERT_LOG(kFailure, "read failed");
   return -1;
@@ -118,8 +123,10 @@ int find_overwritten_entry(IndexReader& index, int count, const Change& change) 
 }
 
 // 0, or -1 (logged).
-int find_places(int fd, int type, int count, bool full, const Change& change, Places* places) {
+int find_places(int fd, int type, const Head& head, int count, bool full, const Change& change,
+                Places* places) {
   IndexReader index(fd, type, IndexReader::Locked{});
+  index.know_first(head.first_entry());
   places->location = type == kServerIdIndex ? find_id_location(index, count, change)
                                             : find_key_location(index, count, change);
   if (places->location < 0) {
@@ -274,7 +281,8 @@ int update_locked(int fd, int idxtype, const Change& change, int* first_line) {
   if (!lock.held()) return -1;
   set_update_flags(fd);
   INDEX_HEADER header = {};
-  const int header_read = read_header(fd, &header);
+  Head head;
+  const int header_read = read_head(fd, &head, &header);
   if (header_read == kDestroyed) return kDestroyed;
   if (header_read < 0) {
     ALERT_LOG(kFailure, "read index file(%s) header failed", idx_name[idxtype]);
@@ -282,7 +290,8 @@ int update_locked(int fd, int idxtype, const Change& change, int* first_line) {
   }
   const bool full = header.nCurCount == static_cast<unsigned>(alt_max_count);
   Places places;
-  if (find_places(fd, idxtype, static_cast<int>(header.nCurCount), full, change, &places) != 0) {
+  if (find_places(fd, idxtype, head, static_cast<int>(header.nCurCount), full, change, &places) !=
+      0) {
     return -1;
   }
   if (RangeWriter(fd, idxtype, change).write(range_of(places)) != 0) return -1;

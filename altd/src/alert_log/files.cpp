@@ -54,13 +54,14 @@ int create_missing(const char* filename, const char* path) {
   return 0;
 }
 
-int flag_created_index(const char* filename, const char* semfile) {
+int flag_created_index(const char* filename) {
   const auto index = std::find_if(idx_name, idx_name + ALERT_INDEX_COUNT,
                                   [&](const char* name) { return strcmp(name, filename) == 0; });
   if (index == idx_name + ALERT_INDEX_COUNT) return 0;
-  const int id = get_semaphore(semfile);
+  const Path semfile = qel::semaphore_path(qel::kSemaphoreIndex);
+  const int id = get_semaphore(semfile.text);
   if (id == -1) {
-    ALERT_LOG(kFailure, "call get_semaphore(%.80s) failed", semfile);
+    ALERT_LOG(kFailure, "call get_semaphore(%.80s) failed", semfile.text);
     return -1;
   }
   if (lock_semaphore(id) != 0) {
@@ -76,7 +77,7 @@ int flag_created_index(const char* filename, const char* semfile) {
 }
 
 // Opens a file that was missing a moment ago.
-int open_created(const char* filename, int flags, const char* path, const char* semfile) {
+int open_created(const char* filename, int flags, const char* path) {
   const int created = create_missing(filename, path);
   if (created < 0) return created;
   Descriptor file(open(path, flags));
@@ -84,7 +85,7 @@ int open_created(const char* filename, int flags, const char* path, const char* 
     ALERT_LOG(kFailure, "open file(%.80s) failed, errcode = %d", path, errno);
     return -1;
   }
-  if (type_of(filename) == kIndexFile && flag_created_index(filename, semfile) != 0) return -1;
+  if (type_of(filename) == kIndexFile && flag_created_index(filename) != 0) return -1;
   return file.release();
 }
 
@@ -244,15 +245,14 @@ int qel::open_store_file(const char* filename, int flags, LogHeader* header) {
   ALERT_TRACE_FUNCTION();
   const Path path = store_path(filename);
   ALERT_LOG(kTrace, "full file path: %.80s", path.text);
-  const Path semfile = semaphore_path(kSemaphoreIndex);
-  ALERT_LOG(kTrace, "semfile : %.80s", semfile.text);
+  ALERT_LOG(kTrace, "semfile : %.80s", semaphore_path(kSemaphoreIndex).text);
   int fd = open(path.text, flags);
   if (fd == -1) {
     if (errno != ENOENT) {
       ALERT_LOG(kFailure, "open file(%.80s) failed,errcode = %d", path.text, errno);
       return -1;
     }
-    fd = open_created(filename, flags, path.text, semfile.text);
+    fd = open_created(filename, flags, path.text);
     if (fd < 0) return fd;
   }
   return check_file(filename, fd, header) == 0 ? fd : -1;

@@ -1,7 +1,7 @@
 // Paths of the store's files.
 #pragma once
 
-#include <cstdio>
+#include <cstring>
 
 #include "alert_config.h"
 
@@ -11,9 +11,14 @@ struct Path {
   char text[ALT_PATH_SIZE];
 };
 
+// Both parts in one path; what does not fit is cut.
 inline Path join_path(const char* directory, const char* name) {
   Path path;
-  if (snprintf(path.text, sizeof path.text, "%s%s", directory, name) < 0) path.text[0] = '\0';
+  const size_t head = strnlen(directory, sizeof path.text - 1);
+  const size_t tail = strnlen(name, sizeof path.text - 1 - head);
+  memcpy(path.text, directory, head);
+  memcpy(path.text + head, name, tail);
+  path.text[head + tail] = '\0';
   return path;
 }
 
