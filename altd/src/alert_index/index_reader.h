@@ -31,7 +31,7 @@ class IndexReader {
   int read(int position, int first, int last, INDEX_RECORD_INFO* entry);
 
  private:
-  static constexpr int kBlock = 256;  // entries that one read fetches at most
+  static constexpr int kBlock = 512;  // entries that one read fetches at most
   static constexpr int kKept = 8;     // single entries that are kept for a second search
 
   enum class Lock { kNone, kOwn, kCallers };

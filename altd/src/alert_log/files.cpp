@@ -292,12 +292,6 @@ int mkdir_path(const char* path) {
   return 0;
 }
 
-bool qel::fits_header(int fd) {
-  LogHeader header;
-  off_t size;
-  return compare_size(fd, &size, &header) == 0;
-}
-
 int file_check(const char* filename, int fd) {
   qel::LogHeader header;
   return check_file(filename, fd, &header);

@@ -202,3 +202,14 @@ int qel::aim_at_oldest(ALERT_FILE_HEADER* header) {
   header->nCurToWrite = static_cast<uint32_t>(line);
   return 0;
 }
+
+bool qel::fits_header(int fd) {
+  char text[kHeaderSearch + 1] = {};
+  struct stat status;
+  const ssize_t got = pread(fd, text, kHeaderSearch, 0);
+  if (got <= 0 || fstat(fd, &status) == -1) return false;
+  const int length = length_of_header(text, static_cast<size_t>(got));
+  ALERT_FILE_HEADER header = {};
+  return parse_numbers(text, &header) == 0 &&
+         status.st_size == record_offset(static_cast<int>(header.nCurCount), length);
+}

@@ -21,7 +21,8 @@ void clear_changed_bits(int fd, int bits);
 // The line of the oldest record becomes the next to write. 0 or -1 (logged).
 int aim_at_oldest(ALERT_FILE_HEADER* header);
 
-// Whether the size of an open log fits its header; false also when that cannot be told.
+// Whether the size of an open log fits its header; false also when that cannot be told. For the one
+// writer of records, who needs no lock against himself.
 bool fits_header(int fd);
 
 // As read_alert_record, for a header of known length.
