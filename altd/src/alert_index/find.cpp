@@ -11,6 +11,11 @@ namespace {
 
 constexpr int kWalkAhead = 63;  // entries fetched at once while walking back from the end
 
+void log_alert(const ALERT_RECORD_INFO& alert) {
+  ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
+            static_cast<int>(alert.alert_id), alert.szServer, alert.szServerTime);
+}
+
 int check_oldest(IndexReader& index, const ALERT_RECORD_INFO& alert, int line) {
   INDEX_RECORD_INFO entry = {};
   const int result = index.read(0, 0, 0, &entry);
@@ -24,6 +29,12 @@ int check_oldest(IndexReader& index, const ALERT_RECORD_INFO& alert, int line) {
 }
 
 }  // namespace
+
+void log_absent_id(const ALERT_RECORD_INFO& alert) {
+  ALERT_LOG(kFailure, "specified index record  not found in index file:%s",
+            idx_name[kServerIdIndex]);
+  log_alert(alert);
+}
 
 int log_unread(int position, int result) {
   ALERT_LOG(kFailure, "read index record(No. %d) failed", position);
@@ -79,8 +90,7 @@ int find_overwritten(IndexReader& index, int count, const ALERT_RECORD_INFO& ale
   if (probe.found) return probe.mid;
   ALERT_LOG(kFailure, "specified index record  not found in file:%s ,oldline = %d",
             idx_name[index.type()], line);
-  ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
-            static_cast<int>(alert.alert_id), alert.szServer, alert.szServerTime);
+  log_alert(alert);
   return -1;
 }
 

@@ -26,6 +26,9 @@ int find_time_location(IndexReader& index, int count, const Ends& ends, const ch
 // ever overwritten.
 int find_overwritten(IndexReader& index, int count, const ALERT_RECORD_INFO& alert, int line);
 
+// Logs that the index has no entry of the alert.
+void log_absent_id(const ALERT_RECORD_INFO& alert);
+
 // Log a failed read of an entry.
 int log_unread(int position, int result);
 int log_unread_id(int position, int result);

@@ -106,10 +106,7 @@ int find_overwritten_id(IndexReader& index, int count, const Change& change) {
   if (probe.result < 0) {
     log_unread_id(probe.mid, -1);
   } else {
-    ALERT_LOG(kFailure, "specified index record  not found in index file:%s",
-              idx_name[kServerIdIndex]);
-    ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
-              static_cast<int>(alert.alert_id), alert.szServer, alert.szServerTime);
+    log_absent_id(alert);
   }
   ALERT_LOG(kFailure, "call search_special_alt_id_record failed ,line = %d", change.line);
   return -1;

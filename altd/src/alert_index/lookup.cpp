@@ -192,10 +192,7 @@ int search_special_alt_id_record(int idxfd, int stype, ALERT_RECORD_INFO altinfo
   } else if (probe.found) {
     *line = probe.mid;
   } else if (stype == 0) {
-    ALERT_LOG(kFailure, "specified index record  not found in index file:%s",
-              idx_name[qel::kServerIdIndex]);
-    ALERT_LOG(kFailure, "altinfo:alert_id = %d,szServer = %s,szServerTime = %s",
-              static_cast<int>(altinfo.alert_id), altinfo.szServer, altinfo.szServerTime);
+    qel::log_absent_id(altinfo);
   }
   return 0;
 }
