@@ -14,6 +14,7 @@
 #include "alert_index/header_steps.h"
 #include "alert_index/rewrite.h"
 #include "alert_lock.h"
+#include "alert_log/steps.h"
 #include "common/log.h"
 
 namespace qel {
@@ -52,12 +53,6 @@ class WholeLock {
   int fd_;
   bool held_;
 };
-
-// Synchronous writes, as everywhere in the store; and no note of the time of access, which each
-// read after a write would cost, unless the file belongs to somebody else.
-void set_update_flags(int fd) {
-  if (fcntl(fd, F_SETFL, O_SYNC | O_NOATIME) == -1) set_file_flag(fd);
-}
 
 constexpr int kDestroyed = 1;  // the file is too short for a header
 

@@ -177,6 +177,10 @@ int qel::read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* fil
   return parse_numbers(text, header);
 }
 
+void qel::set_update_flags(int fd) {
+  if (fcntl(fd, F_SETFL, O_SYNC | O_NOATIME) == -1) set_file_flag(fd);
+}
+
 int qel::put_header_numbers(int fd, const ALERT_FILE_HEADER& header) {
   if (write_alert_header(fd, header, 1) == 0) return 0;
   ALERT_LOG(kFailure, "write alert file header failed");
@@ -205,11 +209,11 @@ int qel::aim_at_oldest(ALERT_FILE_HEADER* header) {
 
 bool qel::fits_header(int fd) {
   char text[kHeaderSearch + 1] = {};
-  struct stat status;
   const ssize_t got = pread(fd, text, kHeaderSearch, 0);
-  if (got <= 0 || fstat(fd, &status) == -1) return false;
+  const off_t size = lseek(fd, 0, SEEK_END);
+  if (got <= 0 || size == -1) return false;
   const int length = length_of_header(text, static_cast<size_t>(got));
   ALERT_FILE_HEADER header = {};
   return parse_numbers(text, &header) == 0 &&
-         status.st_size == record_offset(static_cast<int>(header.nCurCount), length);
+         size == record_offset(static_cast<int>(header.nCurCount), length);
 }

@@ -10,6 +10,10 @@ namespace qel {
 // As read_alert_header and get_header_length in one read; *file_size is the size of the file.
 int read_header(int fd, LPALERT_FILE_HEADER header, int* length, off_t* file_size);
 
+// Synchronous writes, as everywhere in the store; and no note of the time of access, which each
+// read after a write would cost, unless the file belongs to somebody else.
+void set_update_flags(int fd);
+
 inline constexpr int kAllChanged = 255;  // isChanged after a write: indexes behind, both marks set
 
 // Writes the numeric header lines. 0 or -1 (logged).

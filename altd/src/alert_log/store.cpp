@@ -30,6 +30,7 @@ int udp_write_disk(const char* buf, size_t len, int islocal) {
     ALERT_LOG(kFailure, "open alert file failed");
     return -1;
   }
+  qel::set_update_flags(log.get());
   if (len < ALERT_RECORD_SIZE) {
     ALERT_LOG(kFailure, "the alert data length is wrong");
     return -1;
