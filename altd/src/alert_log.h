@@ -8,6 +8,7 @@
  *   programs      alert_log_lib_init(NULL), alert_log_lib_write, alert_log_lib_term
  *   front end     alert_search, alert_get_last, get_alert_by_count, check_is_update
  *   daemon        udp_write_disk, check_dup_alert, check_file_size, adjust_alert_record
+ *   protocol      get_server_name, get_alert_id, get_alert_log, get_back_notcont_alert_id
  * The other functions are the steps of these and may be called by themselves.
  *
  * Rules that hold for all of them
@@ -159,6 +160,31 @@ int get_alert_line(int idxfd, int* nbuf, int start, int end);
 
 /* Sorts entries low to high ascending by szServerTime. Not stable. */
 void qsort_searchNode_array(LPTIME_INDEX pTimeIndex, int low, int high);
+
+/* ---- what the synchronisation asks ---------------------------------------------------------- */
+
+/* The servers whose alerts the log holds, in order, into a zeroed table of 100 names; further names
+ * are logged and left out. 0; 1 when the log is empty. */
+int get_server_name(char (*server_name_list)[ALERT_NAME_SIZE]);
+
+/* An id of the alerts held of svrname, into *id.
+ *   from_id 0  the highest.
+ *   flag 1     the id just before the unbroken run of ids that ends at from_id, at least 1; from_id
+ *              itself when it is not held.
+ *   otherwise  from_id when it is held; else 0, or, when a smaller id is held, the position of that
+ *              entry in "srv_alt_id.idx".
+ * 0; 1 when nothing is held of that server: *id is then from_id with flag 1, else 0. */
+int get_alert_id(const char* svrname, uint32_t from_id, uint32_t* id, int flag);
+
+/* The alerts of svrname from from_id on, in the order of their ids: their images into alert_buf,
+ * one every 1000 bytes; the bytes between are left alone. *alert_num in: most wanted; out:
+ * delivered. 0; 1 when the log is empty. */
+int get_alert_log(const char* svrname, uint32_t from_id, int* alert_num, char* alert_buf);
+
+/* The id behind the unbroken run of ids of svrname that starts at from_id (not 0), into *id: never
+ * above the first id that is missing, but up to two below it. from_id itself when it is not held.
+ */
+int get_back_notcont_alert_id(const char* svrname, uint32_t from_id, uint32_t* id);
 
 #ifdef __cplusplus
 }
