@@ -22,5 +22,6 @@ Action define_raise(CLI::App& app);
 Action define_list(CLI::App& app);
 Action define_last(CLI::App& app);
 Action define_status(CLI::App& app);
+Action define_peers(CLI::App& app);
 
 }  // namespace qel::cli

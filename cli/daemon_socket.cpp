@@ -22,7 +22,7 @@ constexpr char kUsualPath[] = "/run/qelalert/qelalertd.sock";
 constexpr std::chrono::seconds kAnswerTime{5};
 // The largest cluster's status is far smaller.
 constexpr size_t kAnswerSizeMax = 1U << 20U;
-// A status is nested three deep. Bounded, since printing a document recurses.
+// A status is nested five deep. Bounded, since printing a document recurses.
 constexpr int kAnswerDepthMax = 16;
 
 NotReachable not_reachable(const std::string& path, int error) {

@@ -20,6 +20,7 @@ constexpr Command kCommands[] = {
     {"list", "Search the alerts, newest first", define_list},
     {"last", "Show the newest alerts", define_last},
     {"status", "Show the state of the alert daemon and of the log", define_status},
+    {"peers", "Show the other servers and whose alerts are held", define_peers},
 };
 
 constexpr char kExitCodes[] =

@@ -75,6 +75,10 @@ void add_alert_output_option(CLI::App& app, std::string& output) {
              "How alerts are shown: a line each, JSON, or every field");
 }
 
+void add_answer_output_option(CLI::App& app, std::string& output) {
+  add_choice(app, "-o,--output", output, {"text", "json"}, "How it is shown");
+}
+
 void add_examples(CLI::App& app, const std::string& examples) {
   app.description(app.get_description() + "\n\nExamples:\n" + examples + "\n");
 }

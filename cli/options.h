@@ -34,6 +34,9 @@ CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::stri
 // -o/--output for alerts, one of the forms of render.h.
 void add_alert_output_option(CLI::App& app, std::string& output);
 
+// -o/--output for what the daemon tells: text or json.
+void add_answer_output_option(CLI::App& app, std::string& output);
+
 // Puts examples before the options in the subcommand's help.
 void add_examples(CLI::App& app, const std::string& examples);
 

@@ -1,12 +1,14 @@
 // qelalert status: asks the alert daemon how it is, or the store when it does not answer.
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "alert_log/layout.h"
+#include "answer.h"
 #include "command.h"
 #include "daemon_socket.h"
 #include "options.h"
@@ -21,11 +23,6 @@ constexpr char kExamples[] =
     "  qelalert status\n"
     "  qelalert status -o json\n"
     "  QELALERT_SOCKET=/run/other.sock qelalert status";
-
-struct Member {
-  const char* title;
-  const char* pointer;  // where it stands in the answer
-};
 
 constexpr Member kMembers[] = {{"Server:", "/server"},
                                {"State:", "/state"},
@@ -45,30 +42,28 @@ constexpr Member kMembers[] = {{"Server:", "/server"},
                                {"  Stored:", "/intake/stored"},
                                {"  Set aside:", "/intake/set_aside"}};
 
-constexpr Member kPeerMembers[] = {{"PEER", "/server"},
+constexpr Member kPeerColumns[] = {{"PEER", "/server"},
                                    {"STATE", "/state"},
                                    {"LAST ANSWER", "/last_answer"},
-                                   {"UNACKNOWLEDGED", "/unacknowledged"},
-                                   {"GIVEN UP", "/given_up"},
-                                   {"CATCH-UP", "/catch_up"}};
+                                   {"UNACKNOWLEDGED", "/unacknowledged"}};
 
-std::string member_text(const Json& object, const char* pointer) {
-  const Json::json_pointer place{pointer};
-  const Json value = object.contains(place) ? object.at(place) : Json();
-  if (value.is_null() || value == "") return "-";
-  if (value.is_boolean()) return value.get<bool>() ? "yes" : "no";
-  if (value.is_string()) return value.get<std::string>();
-  return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+// Datagrams that the daemon did not accept, of all reasons.
+uint64_t refused_datagrams(const Json& status) {
+  const Json::json_pointer place{"/network/refused"};
+  uint64_t total = 0;
+  if (!status.contains(place)) return total;
+  for (const Json& count : status.at(place)) {
+    if (count.is_number_unsigned()) total += count.get<uint64_t>();
+  }
+  return total;
 }
 
-std::string peer_table(const Json& peers) {
-  std::vector<Row> rows(1);
-  for (const Member& member : kPeerMembers) rows[0].emplace_back(member.title);
-  for (const Json& peer : peers) {
-    Row& row = rows.emplace_back();
-    for (const Member& member : kPeerMembers) row.push_back(member_text(peer, member.pointer));
-  }
-  return align_columns(rows, terminal_width());
+// What is worth a line only when there is something to tell.
+void append_events(const Json& status, std::vector<Row>* rows) {
+  const std::string catch_up = catch_up_text(status);
+  const uint64_t refused = refused_datagrams(status);
+  if (!catch_up.empty()) rows->push_back({"Catch-up:", catch_up});
+  if (refused > 0) rows->push_back({"Datagrams:", std::to_string(refused) + " refused"});
 }
 
 std::string status_text(const Json& status) {
@@ -76,11 +71,12 @@ std::string status_text(const Json& status) {
   for (const Member& member : kMembers) {
     rows.push_back({member.title, member_text(status, member.pointer)});
   }
-  const auto peers = status.find("peers");
-  const bool listed = peers != status.end() && peers->is_array();
-  if (!listed || peers->empty()) rows.push_back({"Peers:", listed ? "none" : "-"});
+  append_events(status, &rows);
+  const Json* peers = list_member(status, "peers");
+  const bool listed = peers != nullptr && !peers->empty();
+  if (!listed) rows.push_back({"Peers:", peers != nullptr ? "none" : "-"});
   const std::string text = align_columns(rows, 0);
-  return listed && !peers->empty() ? text + "\n" + peer_table(*peers) : text;
+  return listed ? text + "\n" + member_table(kPeerColumns, *peers) : text;
 }
 
 void print_status(const Json& status, const std::string& output) {
@@ -145,7 +141,7 @@ ExitCode show_status(const std::string& output) {
 Action define_status(CLI::App& app) {
   add_examples(app, kExamples);
   const auto output = std::make_shared<std::string>("text");
-  add_choice(app, "-o,--output", *output, {"text", "json"}, "How it is shown");
+  add_answer_output_option(app, *output);
   return [output] { return show_status(*output); };
 }
 

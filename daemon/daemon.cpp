@@ -14,9 +14,10 @@
 
 #include "alert_log.h"
 #include "alert_msg.h"
-#include "alert_udp.h"
+#include "cluster/membership.h"
 #include "common/paths.h"
 #include "log.h"
+#include "log_header.h"
 #include "recovery.h"
 #include "status_report.h"
 #include "unique_fd.h"
@@ -52,12 +53,15 @@ bool keep(int result, sd_event_source* source, Source* owner, const char* what,
 }  // namespace
 
 Daemon::Daemon()
-    : intake_(settings_), status_([this] { return status_report(started_, intake_); }) {}
+    : sockets_(
+          [this](const Datagram* datagrams, size_t count) { protocol_.receive(datagrams, count); }),
+      status_([this] {
+        return status_report({started_, intake_, protocol_, sockets_.dropped()});
+      }) {}
 
 Daemon::~Daemon() {
-  release_svrlist(&server_list_head);
-  release_svrlist(&new_server_list);
-  release_svrlist(&local_svr);
+  init_send_hist();
+  release_servers();
 }
 
 bool Daemon::start(std::string* error) {
@@ -72,8 +76,10 @@ bool Daemon::start(std::string* error) {
     *error = std::string("the event loop cannot be made: ") + strerror(errno);
     return false;
   }
-  return take_instances(error) && name_local_server(error) && open_store(error) &&
-         make_sources(error) && status_.listen(event_.get(), settings_.socket, error);
+  // The sockets come before the log: making a new log asks the other servers.
+  return take_instances(error) && join_cluster(error) && sockets_.open(event_.get(), error) &&
+         open_store(error) && make_sources(error) &&
+         status_.listen(event_.get(), settings_.socket, error);
 }
 
 // The directories are made here with a usual mode; the library's own would keep a non-root owner
@@ -84,20 +90,22 @@ bool Daemon::take_instances(std::string* error) {
          store_lock_.take(store_path(kStoreLock).text, error);
 }
 
-bool Daemon::name_local_server(std::string* error) {
-  char name[256] = {};
-  if (get_local_server(name) != 0 || name[0] == '\0' || strlen(name) >= ALERT_NAME_SIZE) {
-    *error = "the host name \"" + std::string(name) + "\" is no server name of 1 to 64 characters";
+bool Daemon::join_cluster(std::string* error) {
+  std::vector<ServerEntry> servers;
+  MembershipChange change;
+  if (!local_server_name(&local_name_, error) || !read_servers(&servers, error) ||
+      !install_servers(servers, local_name_, &change, error)) {
     return false;
   }
-  ty_svrlist self = {};
-  self.svr_name = name;
-  if (add_to_server_list(&server_list_head, &self) == 0 &&
-      add_to_server_list(&local_svr, &self) == 0) {
-    return true;
+  warn_about(servers);
+  Protocol::prepare();
+  return true;
+}
+
+void Daemon::warn_about(const std::vector<ServerEntry>& servers) const {
+  for (const std::string& warning : server_warnings(servers, local_name_)) {
+    DAEMON_LOG(kMinor, "%s", warning.c_str());
   }
-  *error = "not enough memory";
-  return false;
 }
 
 bool Daemon::open_store(std::string* error) {
@@ -121,7 +129,7 @@ bool Daemon::open_store(std::string* error) {
              " cannot be opened; the diagnostic log says why";
     return false;
   }
-  allow_local_writing();
+  protocol_.start();
   return true;
 }
 
@@ -134,13 +142,6 @@ void Daemon::fit_capacity() {
     DAEMON_LOG(kFailure, "the capacity of the alert log could not be changed");
   }
   keep_alert_id(given);
-}
-
-// Without peers there is nobody to ask for this server's highest alert id.
-void Daemon::allow_local_writing() {
-  start_count_time_for_maxalertid_localserver = 0;
-  get_maxalertid_localserver_now = 0;
-  start_write_local_logfile = 1;
 }
 
 bool Daemon::make_sources(std::string* error) {
@@ -188,8 +189,9 @@ int Daemon::run() {
 }
 
 void Daemon::tell_service_manager(const char* state) {
+  const uint64_t stored = intake_.counters().stored + protocol_.stored();
   sd_notifyf(0, "%s\nSTATUS=%llu alerts stored, %llu set aside", state,
-             static_cast<unsigned long long>(intake_.counters().stored),
+             static_cast<unsigned long long>(stored),
              static_cast<unsigned long long>(intake_.counters().set_aside));
 }
 
@@ -204,9 +206,16 @@ int Daemon::on_tick(sd_event_source* source, uint64_t due, void* self) {
 }
 
 void Daemon::tick() {
-  // A damaged log was deleted and made anew meanwhile.
-  if (start_write_local_logfile == 0) allow_local_writing();
+  protocol_.tick();
   if (intake_watch_ == nullptr) watch_intake();
+}
+
+void Daemon::receive_waiting() { sockets_.receive_waiting(); }
+
+void Daemon::check_servers() { read_servers_again(); }
+
+// Also what an earlier round left after trouble.
+void Daemon::drain_intake() {
   if (intake_.waiting_bytes() > 0) drain_soon();
 }
 
@@ -238,12 +247,37 @@ int Daemon::on_reload(sd_event_source*, const struct signalfd_siginfo*, void* se
   return 0;
 }
 
+// Another list of servers, or none that can be read: then the old one stays.
+void Daemon::read_servers_again() {
+  std::vector<ServerEntry> servers;
+  MembershipChange change;
+  std::string error;
+  if (!read_servers(&servers, &error) ||
+      !protocol_.change_servers(servers, local_name_, &change, &error)) {
+    DAEMON_LOG(kFailure, "the servers of the cluster stay as they were: %s", error.c_str());
+    return;
+  }
+  for (const std::string& name : change.added)
+    DAEMON_LOG(kNotable, "server %s joins", name.c_str());
+  for (const std::string& name : change.removed) {
+    DAEMON_LOG(kNotable, "server %s leaves", name.c_str());
+  }
+  for (const std::string& name : change.changed) {
+    DAEMON_LOG(kNotable, "server %s has other addresses", name.c_str());
+  }
+  if (!change.added.empty() || !change.changed.empty()) warn_about(servers);
+  if (change.own_addresses_changed && !sockets_.open(event_.get(), &error)) {
+    DAEMON_LOG(kFailure, "%s", error.c_str());
+  }
+}
+
 void Daemon::reload() {
   tell_service_manager("RELOADING=1");
   std::string error;
   if (load_configuration(&settings_, &error)) {
     DAEMON_LOG(kNotable, "the configuration was read again");
     fit_capacity();
+    read_servers_again();
   } else {
     DAEMON_LOG(kFailure, "the configuration stays as it was: %s", error.c_str());
   }

@@ -1,12 +1,16 @@
 // The alert daemon of one server.
 #pragma once
 
-#include <memory>
 #include <string>
+#include <vector>
 
+#include "cluster/protocol.h"
+#include "cluster/server_file.h"
+#include "cluster/udp_sockets.h"
 #include "event_loop.h"
 #include "instance.h"
 #include "intake_drain.h"
+#include "log_sync.h"
 #include "settings.h"
 #include "status_socket.h"
 
@@ -14,10 +18,10 @@ namespace qel::daemon {
 
 // Owns the store: it is the only process that writes records. Everything runs on one thread, the
 // event loop's; calls of the library never overlap.
-class Daemon {
+class Daemon : private ProtocolHost {
  public:
   Daemon();
-  ~Daemon();
+  ~Daemon() override;
   Daemon(const Daemon&) = delete;
   Daemon& operator=(const Daemon&) = delete;
 
@@ -37,19 +41,27 @@ class Daemon {
   bool take_instances(std::string* error);
   bool open_store(std::string* error);
   bool make_sources(std::string* error);
-  bool name_local_server(std::string* error);
+  bool join_cluster(std::string* error);
   void fit_capacity();
   void watch_intake();
-  void allow_local_writing();
+  void read_servers_again();
+  void warn_about(const std::vector<ServerEntry>& servers) const;
   void drain_soon();
   void tick();
   void reload();
   void tell_service_manager(const char* state);
 
+  void receive_waiting() override;
+  void check_servers() override;
+  void drain_intake() override;
+
   Settings settings_;
   Instance pid_file_;
   Instance store_lock_;
-  IntakeDrain intake_;
+  LogSync log_sync_{settings_};
+  IntakeDrain intake_{settings_, &log_sync_};
+  Protocol protocol_{settings_, &log_sync_, this};
+  std::string local_name_;
   std::string started_;
   Event event_;
   Source tick_;
@@ -58,6 +70,7 @@ class Daemon {
   Source stop_term_;
   Source stop_int_;
   Source reload_;
+  UdpSockets sockets_;
   StatusSocket status_;
 };
 

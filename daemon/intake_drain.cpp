@@ -6,13 +6,17 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 
 #include "alert_log.h"
+#include "alert_msg.h"
+#include "alert_udp.h"
 #include "common/paths.h"
 #include "intake_line.h"
 #include "log.h"
+#include "log_header.h"
 #include "recovery.h"
 
 namespace qel::daemon {
@@ -26,15 +30,27 @@ int64_t size_of(int fd) {
   return fstat(fd, &status) == 0 ? status.st_size : -1;
 }
 
-}  // namespace
-
-uint32_t current_alert_id() {
-  const UniqueFd log(open(store_path(alt_name_only).text, O_RDONLY | O_CLOEXEC));
-  ALERT_FILE_HEADER header = {};
-  // An empty file is left to the library's own checks.
-  if (!log || size_of(log.get()) <= 0) return 0;
-  return read_alert_header(log.get(), &header) == 0 ? header.current_alert_id : 0;
+// Hands a local alert to the library: sequence 0.
+void forward(const ALERT_RECORD_INFO& record) {
+  std::array<char, sizeof(al_msg_header) + sizeof(ALERT_RECORD_INFO)> buffer = {};
+  memcpy(buffer.data() + AL_MSG_HEADER_SIZE, &record, sizeof record);
+  al_msg_header head = {};
+  head.version = 1;
+  head.msg_type = AL_MSGTYPE_SYNC_SEND_ALERT;
+  head.data_len = ALERT_RECORD_SIZE;
+  al_msg msg = {&head, nullptr, nullptr};
+  static_cast<void>(recv_send_alert_msg(&msg, buffer.data(), "this server"));
 }
+
+void name_local_server(ALERT_RECORD_INFO* record) {
+  const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
+  if (alone || strcmp(record->szServer, local_svr->svr_name) == 0) return;
+  DAEMON_LOG(kNotable, "alert %u names the server %s: kept under this server's name",
+             record->alert_id, record->szServer);
+  snprintf(record->szServer, sizeof record->szServer, "%s", local_svr->svr_name);
+}
+
+}  // namespace
 
 int64_t IntakeDrain::waiting_bytes() const {
   struct stat status;
@@ -62,10 +78,10 @@ IntakeDrain::Outcome IntakeDrain::drain_batch() {
   if (drained_ < size) {
     if (!read_batch(size)) return Outcome::kTrouble;
     const bool stored = store_batch();
-    if (!sync_log() || !stored) return Outcome::kTrouble;
+    if (!log_sync_->sync() || !stored) return Outcome::kTrouble;
     if (drained_ < size) return Outcome::kMore;
   }
-  if (!sync_log()) return Outcome::kTrouble;
+  if (!log_sync_->sync()) return Outcome::kTrouble;
   if (size > 0 && ftruncate(locked_.get(), 0) != 0) {
     DAEMON_LOG(kFailure, "emptying the intake failed: %s", strerror(errno));
     return Outcome::kTrouble;
@@ -92,8 +108,7 @@ bool IntakeDrain::read_batch(int64_t size) {
 
 // False when the store failed; drained_ then stands before the line concerned.
 bool IntakeDrain::store_batch() {
-  last_id_ = std::max(last_id_, current_alert_id());
-  const uint64_t stored_before = counters_.stored;
+  last_id_ = std::max({last_id_, current_alert_id(), max_alertid_localserver});
   bool failed = false;
   size_t at = 0;
   for (int lines = 0; lines < settings_.intake_batch && at < batch_.size(); ++lines) {
@@ -102,9 +117,6 @@ bool IntakeDrain::store_batch() {
     if (taken == 0) break;
     at += taken;
     drained_ += static_cast<int64_t>(taken);
-  }
-  if (counters_.stored > stored_before && semevt_set_alert() != 0) {
-    DAEMON_LOG(kMinor, "raising the new-alert event failed");
   }
   return !failed;
 }
@@ -128,15 +140,15 @@ bool IntakeDrain::take_whole_line(const char* text) {
   if (form_of(text) == LineForm::kNew) {
     if (!stamp(&record)) return false;
   } else if (record.alert_id <= current_alert_id()) {
-    return true;  // stored before the last end
+    // Stored before the last end; whether the others got it is not known.
+    if (check_dup_alert(reinterpret_cast<const char*>(&record)) == 1) forward(record);
+    return true;
   }
   last_id_ = std::max(last_id_, record.alert_id);
   const Fate fate = store(&record);
   if (fate == Fate::kSetAside) {
     return set_aside({text, kIntakeLine}, "a text that it needs is blank");
   }
-  // What a failed store has left behind the counted lines would cost the whole log.
-  if (fate == Fate::kRetry) cut_surplus_line();
   return fate == Fate::kDone;
 }
 
@@ -158,17 +170,40 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
   if (check_string(record->szWriteTime) != 0) {
     get_current_localtime(record->szWriteTime, sizeof record->szWriteTime);
   }
-  const char* image = reinterpret_cast<const char*>(record);
+  name_local_server(record);
+  if (record->alert_id > forwarded_id_) {
+    if (hand_to_library(*record)) return Fate::kDone;
+    // What a failed store has left behind the counted lines would cost the whole log.
+    cut_surplus_line();
+  }
+  if (store_only(*record)) return Fate::kDone;
+  cut_surplus_line();
+  return Fate::kRetry;
+}
+
+// True when the log holds the record afterwards; it is sent to the others in any case.
+bool IntakeDrain::hand_to_library(const ALERT_RECORD_INFO& record) {
+  forwarded_id_ = record.alert_id;
+  forward(record);
+  if (current_alert_id() < record.alert_id) return false;
+  ++counters_.stored;
+  log_sync_->mark();
+  return true;
+}
+
+bool IntakeDrain::store_only(const ALERT_RECORD_INFO& record) {
+  const char* image = reinterpret_cast<const char*>(&record);
   int duplicate = check_dup_alert(image);
   if (duplicate < 0) {  // an index that cannot be read would hold up the intake for good
     DAEMON_LOG(kNotable, "the indexes are built again");
     if (recreate_index_files() == 0) duplicate = check_dup_alert(image);
   }
-  if (duplicate == 1) return Fate::kDone;
-  if (duplicate != 0 || udp_write_disk(image, sizeof *record, 1) != 0) return Fate::kRetry;
+  if (duplicate == 1) return true;
+  if (duplicate != 0 || udp_write_disk(image, sizeof record, 1) != 0) return false;
   ++counters_.stored;
-  unsynced_ = true;
-  return Fate::kDone;
+  log_sync_->mark();
+  if (semevt_set_alert() != 0) DAEMON_LOG(kMinor, "raising the new-alert event failed");
+  return true;
 }
 
 bool IntakeDrain::set_aside(std::string_view bytes, const char* reason) {
@@ -183,17 +218,6 @@ bool IntakeDrain::set_aside(std::string_view bytes, const char* reason) {
   DAEMON_LOG(kFailure, "%d bytes of the intake cannot be stored, since %s: set aside in %s",
              static_cast<int>(bytes.size()), reason, path.text);
   ++counters_.set_aside;
-  return true;
-}
-
-bool IntakeDrain::sync_log() {
-  if (!settings_.durable || !unsynced_) return true;
-  const UniqueFd log(open(store_path(alt_name_only).text, O_RDONLY | O_CLOEXEC));
-  if (!log || fdatasync(log.get()) != 0) {
-    DAEMON_LOG(kFailure, "the alert log does not reach the disk: %s", strerror(errno));
-    return false;
-  }
-  unsynced_ = false;
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <qelxml.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstring>
@@ -46,6 +47,8 @@ class LibrarySettings {
     return strcmp(alt_path_only, path_only_.data()) == 0 &&
            strcmp(alt_name_only, name_only_.data()) == 0 && strcmp(alt_cmd_path, cmd_path_) == 0;
   }
+  int udp_port() const { return udp_port_; }
+  void keep_udp_port() const { alt_udp_port = udp_port_; }
   void keep_paths() const {
     alt_cmd_path = cmd_path_;
     alt_alert_name = alert_name_;
@@ -150,6 +153,69 @@ bool read_number(const char* key, int lowest, int highest, int* value, std::stri
   return true;
 }
 
+constexpr int kSecondsMax = 86400;
+
+bool read_timing(Timing* timing, std::string* error) {
+  struct Key {
+    const char* name;
+    int lowest;
+    int highest;
+    int* value;
+  };
+  const Key keys[] = {
+      {"resend", 1, kSecondsMax, &timing->resend},
+      {"retries", 2, 1000, &timing->retries},
+      {"heartbeat", 1, kSecondsMax, &timing->heartbeat},
+      {"announce", 1, kSecondsMax, &timing->announce},
+      {"servercheck", 1, kSecondsMax, &timing->server_check},
+      {"ratiocheck", 0, kSecondsMax, &timing->ratio_check},
+      {"sync/newserver", 1, kSecondsMax, &timing->new_server},
+      {"sync/names", 2, 999, &timing->names_wait},
+      {"sync/ids", 1, 999, &timing->ids_wait},
+      {"sync/batches", 0, 1000000, &timing->batches_per_second},
+  };
+  for (const Key& key : keys) {
+    const std::string path = std::string("/root/webalert/daemon/") + key.name;
+    if (!read_number(path.c_str(), key.lowest, key.highest, key.value, error)) return false;
+  }
+  // Two servers that answer each other's requests with a request of their own settle only when the
+  // second one still finds the first one waiting.
+  if (timing->new_server < timing->names_wait) return true;
+  *error = "/root/webalert/daemon/sync/newserver: " + std::to_string(timing->new_server) +
+           " is not below /root/webalert/daemon/sync/names, " + std::to_string(timing->names_wait);
+  return false;
+}
+
+bool check_port(std::string* error) {
+  if (alt_udp_port >= 1 && alt_udp_port <= 65535) return true;
+  *error = "/root/webalert/daemon/udpport: " + std::to_string(alt_udp_port) +
+           " is not within 1 to 65535";
+  return false;
+}
+
+// A resynchronisation must outlast its longest wait without being judged stalled.
+bool check_stall_time(const Timing& timing, std::string* error) {
+  const int64_t drop = int64_t{timing.resend} * timing.retries + 1;
+  const int64_t longest = std::max<int64_t>({timing.names_wait, timing.ids_wait, drop});
+  const int64_t seconds = g_resync_time_interval / tckconf;
+  if (seconds > longest) return true;
+  *error = "/root/webalert/daemon/sync/resynctimeinterval: " + std::to_string(seconds) +
+           " is not above the longest wait, " + std::to_string(longest);
+  return false;
+}
+
+void give_to_library(const Timing& timing) {
+  g_resend_timeout = timing.resend;
+  g_alert_retry_count = timing.retries;
+  g_hb_timeout = timing.heartbeat;
+  g_sendtonewsvr_interval = timing.announce;
+  g_alert_chksrvlist_interval = timing.server_check;
+  g_alert_getradio_interval = timing.ratio_check;
+  g_alert_cheknewsvr_interval = timing.new_server;
+  g_get_srvname_timeout = timing.names_wait;
+  g_get_altid_timeout = timing.ids_wait;
+}
+
 bool read_own(Settings* settings, std::string* error) {
   const WebalertSection section;
   if (!section.loaded()) {
@@ -161,7 +227,9 @@ bool read_own(Settings* settings, std::string* error) {
                     read_path("/root/webalert/daemon/pidfile", &settings->pid_file, error) &&
                     read_number("/root/webalert/daemon/durable", 0, 1, &durable, error) &&
                     read_number("/root/webalert/daemon/intake/batch", 1, kBatchMax,
-                                &settings->intake_batch, error);
+                                &settings->intake_batch, error) &&
+                    read_timing(&settings->timing, error) &&
+                    check_stall_time(settings->timing, error);
   settings->durable = durable == 1;
   return read;
 }
@@ -181,7 +249,7 @@ bool read_library(void* log, std::string* error) {
     *error = xml_error();
     return false;
   }
-  return check_capacity(error);
+  return check_capacity(error) && check_port(error);
 }
 
 // Opens the log with the level and size that were just configured, in place of `provisional`.
@@ -210,6 +278,10 @@ bool load_configuration(Settings* settings, std::string* error) {
   }
   if (running) {
     log_term(log_before);
+    if (alt_udp_port != before.udp_port()) {
+      before.keep_udp_port();
+      DAEMON_LOG(kMinor, "the UDP port stays %d until the next start", alt_udp_port);
+    }
     if (!before.same_paths()) {
       before.keep_paths();
       DAEMON_LOG(kMinor, "the store stays in %s until the next start", alt_path_only);
@@ -218,6 +290,7 @@ bool load_configuration(Settings* settings, std::string* error) {
     fresh.pid_file = settings->pid_file;
   }
   *settings = fresh;
+  give_to_library(settings->timing);
   return true;
 }
 

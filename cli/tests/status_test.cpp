@@ -1,17 +1,11 @@
-// qelalert status: an answering peer on the socket, peers that misbehave, and none.
-#include <sys/socket.h>
+// qelalert status: an answering daemon on the socket, one that misbehaves, and none.
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
-#include <cstring>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 
-#include "common/unique_fd.h"
+#include "answering_socket.h"
 #include "support.h"
 #include "support/files.h"
-#include "support/process.h"
 
 namespace qel::cli::testing {
 namespace {
@@ -25,65 +19,14 @@ constexpr char kAnswer[] =
     R"("current_alert_id":3},"intake":{"path":"/alert/log/alerttmp.alt","bytes":684,"waiting":1,)"
     R"("stored":5,"refused":2,"set_aside":4},"peers":[],"later":{"addition":1}})";
 
-sockaddr_un address_of(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) throw std::runtime_error("too long: " + path);
-  memcpy(address.sun_path, path.data(), path.size());
-  return address;
-}
-
-UniqueFd listen_at(const std::string& path) {
-  const sockaddr_un address = address_of(path);
-  UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      listen(fd.get(), 4) != 0) {
-    throw std::runtime_error("cannot listen at " + path);
-  }
-  return fd;
-}
-
-std::string read_request(int fd) {
-  std::string text;
-  char byte = 0;
-  while (text.size() < 1000 && read(fd, &byte, 1) == 1 && byte != '\n') text += byte;
-  return text;
-}
-
-// Answers one client and ends: 0 when the request was the right one.
-class Peer {
- public:
-  Peer(const std::string& path, const std::string& answer)
-      : socket_(listen_at(path)), child_([this, answer] { return serve(answer); }) {}
-
-  int result() { return child_.wait(); }
-
- private:
-  int serve(const std::string& answer) const {
-    const UniqueFd client(accept(socket_.get(), nullptr, nullptr));
-    const std::string request = read_request(client.get());
-    size_t sent = 0;
-    while (sent < answer.size()) {
-      const ssize_t count =
-          send(client.get(), answer.data() + sent, answer.size() - sent, MSG_NOSIGNAL);
-      if (count <= 0) break;
-      sent += static_cast<size_t>(count);
-    }
-    return request == R"({"request":"status"})" ? 0 : 1;
-  }
-
-  UniqueFd socket_;
-  alt_test::Child child_;
-};
-
 class Status : public CliTest {
  protected:
   Result answered(const std::string& answer, const std::vector<std::string>& options = {}) const {
-    Peer peer(cluster_.socket_path(), answer);
+    AnsweringSocket daemon(cluster_.socket_path(), answer);
     std::vector<std::string> call = {"status"};
     call.insert(call.end(), options.begin(), options.end());
     Result result = qelalert(call);
-    EXPECT_EQ(0, peer.result());
+    EXPECT_EQ(0, daemon.result());
     return result;
   }
 };
@@ -144,6 +87,79 @@ TEST_F(Status, PeersAreATable) {
   EXPECT_NE(std::string::npos, result.out.find("\nnode10  ")) << result.out;
 }
 
+// A cluster in the middle of a catch-up.
+constexpr char kClusterAnswer[] =
+    R"({"state":"running","peers":[)"
+    R"({"server":"beta","state":"answering","last_answer":"2026/11/20 12:00:00.123",)"
+    R"("unacknowledged":3,"given_up":7,"catch_up":"running"},)"
+    R"({"server":"gamma","state":"not heard yet","last_answer":"","unacknowledged":0}],)"
+    R"("catch_up":{"step":"data","peer":"beta","server":"gamma","at":100,"to":500},)"
+    R"("network":{"received":{"alert":10},"refused":{"too short":2,"unknown type":40},)"
+    R"("kernel_drops":9}})";
+
+TEST_F(Status, ClusterIsALineForEachPeerBelowWhatIsGoingOn) {
+  const Result result = answered(std::string(kClusterAnswer) + "\n");
+  EXPECT_EQ(0, result.exit_code) << result.err;
+  EXPECT_EQ(
+      "  Set aside:     -\n"
+      "Catch-up:        data from beta, alerts of gamma, id 100 of 500\n"
+      "Datagrams:       42 refused\n"
+      "\n"
+      "PEER   STATE          LAST ANSWER              UNACKNOWLEDGED\n"
+      "beta   answering      2026/11/20 12:00:00.123  3\n"
+      "gamma  not heard yet  -                        0\n",
+      result.out.substr(result.out.find("  Set aside:")));
+}
+
+TEST_F(Status, PeersFitIntoANarrowTerminal) {
+  const AnsweringSocket daemon(cluster_.socket_path(), std::string(kClusterAnswer) + "\n");
+  const Result result = qelalert({"status"}, {.terminal_columns = 80});
+  EXPECT_NE(std::string::npos,
+            result.out.find("\nbeta   answering      2026/11/20 12:00:00.123  3\r\n"))
+      << result.out;
+}
+
+TEST_F(Status, StepsOfACatchUpBeforeTheDataAreShownWithoutIds) {
+  const Result names =
+      answered(R"({"catch_up":{"step":"names","peer":"beta","server":"","at":0,"to":0}})"
+               "\n");
+  EXPECT_NE(std::string::npos, names.out.find("Catch-up:        names from beta\n")) << names.out;
+  alt_test::remove_file(cluster_.socket_path());
+  const Result ids =
+      answered(R"({"catch_up":{"step":"ids","peer":"beta","server":"gamma","at":0,"to":0}})"
+               "\n");
+  EXPECT_NE(std::string::npos, ids.out.find("Catch-up:        ids from beta, alerts of gamma\n"))
+      << ids.out;
+}
+
+TEST_F(Status, NothingGoingOnGetsNoLine) {
+  for (const char* answer :
+       {R"({"catch_up":{"step":"idle","peer":"","finished":2},"network":{"refused":{}}})",
+        R"({"network":{"refused":{"too short":0,"unknown type":0}}})", R"({"catch_up":{}})",
+        R"({"catch_up":"idle","network":[1,2]})", R"({"network":{"refused":{"too short":"many"}}})",
+        R"({"network":{"refused":{"too short":-3}}})", R"({"network":{"refused":null}})"}) {
+    const Result result = answered(std::string(answer) + "\n");
+    EXPECT_EQ(0, result.exit_code) << result.err;
+    EXPECT_EQ(std::string::npos, result.out.find("Catch-up:")) << result.out;
+    EXPECT_EQ(std::string::npos, result.out.find("Datagrams:")) << result.out;
+    alt_test::remove_file(cluster_.socket_path());
+  }
+}
+
+TEST_F(Status, PeersOfAnyTypeAreShown) {
+  const Result result = answered(R"({"peers":[7,null,[],{"state":["x"],"server":{}}]})"
+                                 "\n");
+  EXPECT_EQ(0, result.exit_code) << result.err;
+  EXPECT_EQ(
+      "\n\n"
+      "PEER  STATE  LAST ANSWER  UNACKNOWLEDGED\n"
+      "-     -      -            -\n"
+      "-     -      -            -\n"
+      "-     -      -            -\n"
+      "{}    [\"x\"]  -            -\n",
+      result.out.substr(result.out.find("\n\n")));
+}
+
 TEST_F(Status, AnswerWithControlCharactersCannotReachTheTerminal) {
   const Result result = answered("{\"state\":\"\\u001b[31m\"}\n");
   EXPECT_NE(std::string::npos, result.out.find("State:           \\x1b[31m\n")) << result.out;
@@ -176,19 +192,19 @@ TEST_F(Status, AnswerNestedTooDeepFails) {
 }
 
 TEST_F(Status, EndlessAnswerFails) {
-  Peer peer(cluster_.socket_path(), std::string(16U << 20U, ' '));
+  AnsweringSocket daemon(cluster_.socket_path(), std::string(16U << 20U, ' '));
   expect_refused(qelalert({"status"}), 1, {"not understood"});
-  EXPECT_EQ(0, peer.result());
+  EXPECT_EQ(0, daemon.result());
 }
 
 TEST_F(Status, EnvironmentNamesAnotherSocket) {
   const std::string path = cluster_.root() + "/other.sock";
-  Peer peer(path, std::string(kAnswer) + "\n");
+  AnsweringSocket daemon(path, std::string(kAnswer) + "\n");
   // No configuration is needed then.
   const Result result = qelalert(
       {"status"}, {.environment = {{"QELALERT_SOCKET", path}, {"QEL_CONFIG_DIR", "/nonexistent"}}});
   EXPECT_EQ(0, result.exit_code) << result.err;
-  EXPECT_EQ(0, peer.result());
+  EXPECT_EQ(0, daemon.result());
 }
 
 TEST_F(Status, SocketPathThatIsTooLongIsRefused) {

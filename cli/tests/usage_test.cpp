@@ -12,14 +12,15 @@ TEST_F(Usage, HelpNamesEverySubcommandOnALineOfItsOwn) {
   const Result result = qelalert({"--help"});
   EXPECT_EQ(0, result.exit_code);
   EXPECT_EQ("", result.err);
-  for (const char* line : {"\n  raise ", "\n  list ", "\n  last ", "\n  status ", "Exit codes:"}) {
+  for (const char* line :
+       {"\n  raise ", "\n  list ", "\n  last ", "\n  status ", "\n  peers ", "Exit codes:"}) {
     EXPECT_NE(std::string::npos, result.out.find(line)) << line;
   }
   EXPECT_EQ(std::string::npos, result.out.find("Examples:"));
 }
 
 TEST_F(Usage, HelpOfASubcommandLeadsWithExamples) {
-  for (const std::string command : {"raise", "list", "last", "status"}) {
+  for (const std::string command : {"raise", "list", "last", "status", "peers"}) {
     const Result result = qelalert({command, "--help"});
     EXPECT_EQ(0, result.exit_code);
     const size_t examples = result.out.find("Examples:\n");
@@ -43,7 +44,7 @@ TEST_F(Usage, WrongSubcommandGetsASuggestion) {
 }
 
 TEST_F(Usage, StrangeSubcommandGetsTheList) {
-  expect_refused(qelalert({"reboot"}), 2, {"\"reboot\"", "raise, list, last, status"});
+  expect_refused(qelalert({"reboot"}), 2, {"\"reboot\"", "raise, list, last, status, peers"});
 }
 
 TEST_F(Usage, MissingSubcommandIsRefused) {

@@ -127,7 +127,8 @@ class DrainTest : public alt_test::StoreTest {
   }
 
   daemon::Settings settings_;
-  IntakeDrain intake_{settings_};
+  daemon::LogSync log_sync_{settings_};
+  IntakeDrain intake_{settings_, &log_sync_};
 
  private:
   static std::string shared_state() { return "/qelalertd-test-" + std::to_string(getpid()); }

@@ -29,7 +29,7 @@ class Recovery : public DrainTest {
     ASSERT_EQ(0, check_file_size());
     ASSERT_EQ(0, daemon::complete_interrupted_store());
     EXPECT_EQ("", index_difference());
-    IntakeDrain fresh(settings_);
+    IntakeDrain fresh(settings_, &log_sync_);
     ASSERT_EQ(IntakeDrain::Outcome::kEmpty, drain(&fresh));
   }
 

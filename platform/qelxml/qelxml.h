@@ -6,8 +6,11 @@
  *   <section>.xml    one policy section ("all", "alert", "webalert"): read by xmllib_load_policy
  * Files are UTF-8 of at most 4 MiB with the one root element <root>. A key is a path of element
  * names from there, such as "/root/webalert/daemon/udpport"; its value is the element's own text
- * without surrounding white space; comments in it do not count. A key is looked up in the loaded
- * policy sections, the latest first, then in cluster.xml; the first element of each name counts.
+ * without surrounding white space; comments in it do not count. Of several elements of one name
+ * below the same element the first counts, or the one whose position, from 1, stands in brackets
+ * behind the name: "/root/cluster/server[2]/name". A list ends at its first position that is
+ * missing. Positions are an addition of this implementation; another one knows no such key. A key
+ * is looked up in the loaded policy sections, the latest first, then in cluster.xml.
  *
  * A process has one configuration; calls must not overlap. Nothing is printed; what went wrong
  * last is told by xmllib_last_error.
@@ -43,7 +46,7 @@ int xmllib_unload_policy(const char* section);
  *   XMLLIB_TEXT  *size holds the buffer's size in bytes; the text with its NUL must fit, else -1;
  *                on success *size is the text's length without the NUL. An empty text is a value.
  *   XMLLIB_INT   buffer is an int, *size must be at least sizeof(int); the text must be one
- *                decimal number, with or without a sign, within the range of int; *size is unchanged.
+ *                decimal number, with or without a sign, within the range of int; *size stays.
  * 0; -1 when the key is missing, its value does not fit the type, or an argument is null. The
  * buffer is unchanged on failure. */
 int xmllib_get_value(const char* key, int type, void* buffer, int* size);
@@ -60,8 +63,8 @@ int xmllib_term(void);
 clock_t xmllib_times(struct tms* t);
 
 /* What the last failed call found, as "file:line: key: reason" with the parts that apply; empty
- * when none failed since xmllib_init; cut at 1023 bytes. Valid until the next call. An addition of this
- * implementation: programs that may run with another one declare it weak. */
+ * when none failed since xmllib_init; cut at 1023 bytes. Valid until the next call. An addition of
+ * this implementation: programs that may run with another one declare it weak. */
 const char* xmllib_last_error(void);
 
 #pragma GCC visibility pop

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 
 #include "common/unique_fd.h"
@@ -33,6 +34,31 @@ std::string text_of(const pugi::xml_node& element) {
     return {};
   }
   return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
+}
+
+/* The position that stands in brackets behind a name, "[2]", from 1; 0 when it is none. */
+size_t position_in(std::string_view brackets) {
+  if (!brackets.ends_with(']')) {
+    return 0;
+  }
+  const std::string_view digits = brackets.substr(1, brackets.size() - 2);
+  size_t position = 0;
+  const auto [end, failure] = std::from_chars(digits.begin(), digits.end(), position);
+  return end == digits.end() && failure == std::errc() ? position : 0;
+}
+
+/* The child that one step of a key, "name" or "name[2]", leads to; null when there is none. */
+pugi::xml_node child_at(const pugi::xml_node& parent, std::string_view step) {
+  const std::string name(step.substr(0, step.find('[')));
+  size_t position = name.size() == step.size() ? 1 : position_in(step.substr(name.size()));
+  if (name.empty() || position == 0) {
+    return {};
+  }
+  pugi::xml_node child = parent.child(name.c_str());
+  while (child && --position > 0) {
+    child = child.next_sibling(name.c_str());
+  }
+  return child;
 }
 
 /* Reads at most `size` bytes; fewer when the file has become shorter. False: errno tells. */
@@ -125,12 +151,12 @@ std::optional<XmlValue> XmlFile::find(std::string_view key) const {
       return std::nullopt;
     }
     key.remove_prefix(1);
-    const std::string_view name = key.substr(0, key.find('/'));
-    node = node.child(std::string(name).c_str());
-    if (name.empty() || !node) {
+    const std::string_view step = key.substr(0, key.find('/'));
+    node = child_at(node, step);
+    if (!node) {
       return std::nullopt;
     }
-    key.remove_prefix(name.size());
+    key.remove_prefix(step.size());
   } while (!key.empty());
   return XmlValue{text_of(node), line_at(node.offset_debug())};
 }

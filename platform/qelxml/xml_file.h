@@ -21,7 +21,8 @@ class XmlFile {
    * *error; the object is then empty. */
   bool load(const std::string& path, std::string* error);
 
-  /* The element that a key such as "/root/log/size" names; none when there is no such element. */
+  /* The element that a key such as "/root/log/size" or "/root/list/entry[2]" names; none when there
+   * is no such element. */
   std::optional<XmlValue> find(std::string_view key) const;
 
   const std::string& path() const { return path_; }

@@ -84,7 +84,7 @@ void log_request(const al_msg_header& head) {
   ALERT_LOG(kTrace, "msg type :%d", static_cast<int>(head.msg_type));
   ALERT_LOG(kTrace, "msg sequence :%d", static_cast<int>(head.sequence));
   ALERT_LOG(kTrace, "msg length :%d", static_cast<int>(head.data_len));
-  ALERT_LOG(kTrace, "msg target :%s", head.dst_addr);
+  ALERT_LOG(kTrace, "msg target :%.*s", AL_MSG_ADDRESS_SIZE, head.dst_addr);
   ALERT_LOG(kTrace, "msg reserve1 :%d", static_cast<int>(head.reserve1));
   ALERT_LOG(kTrace, "msg reserve2 :%d", static_cast<int>(head.reserve2));
 }
@@ -133,9 +133,10 @@ int send_msg(al_msg* msg) {
     return -1;
   }
   const al_msg_header& head = *msg->msg_head;
+  const qel::AddressText destination(*msg);
   const char* source = source_address(static_cast<int>(head.reserve2));
   if (source == nullptr) {
-    ALERT_LOG(kFailure, "send to(%s)failed.", head.dst_addr);
+    ALERT_LOG(kFailure, "send to(%s)failed.", destination.text);
     return -1;
   }
   if (head.dst_addr[0] == '\0') {
@@ -143,7 +144,7 @@ int send_msg(al_msg* msg) {
     return 0;
   }
   return send_datagram(datagram.get(), AL_MSG_HEADER_SIZE + size_t{head.data_len}, source,
-                       head.dst_addr);
+                       destination.text);
 }
 
 int send_request_msg(al_msg* msg) {

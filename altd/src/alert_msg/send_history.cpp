@@ -65,11 +65,9 @@ class NodeIndex {
   al_msg_send_hist* tail_ = &send_hist;
 };
 
-// Never destroyed: a process may end while requests are outstanding.
-NodeIndex& nodes() {
-  static NodeIndex* const index = new NodeIndex;
-  return *index;
-}
+NodeIndex index_of_nodes;
+
+NodeIndex& nodes() { return index_of_nodes; }
 
 // Points the cursors at the node of the sequence, or at the last one; false when there is none.
 bool seek(int sequence) {
@@ -99,10 +97,10 @@ void drop_node(al_msg_send_hist* previous) {
 
 // The server that let the request expire is greeted again later.
 void note_silent_server(const al_msg& first) {
-  const char* address = first.msg_head->dst_addr;
-  const ty_svrlist* server = qel::find_server_by_address(server_list_head, address);
+  const qel::AddressText address(first);
+  const ty_svrlist* server = qel::find_server_by_address(server_list_head, address.text);
   if (server == nullptr) {
-    ALERT_LOG(qel::kMinor, "addr is from unknown server: %s", address);
+    ALERT_LOG(qel::kMinor, "addr is from unknown server: %s", address.text);
     return;
   }
   if (qel::find_server_by_name(servers_not_reply, server->svr_name) != nullptr) return;
@@ -114,8 +112,8 @@ void note_silent_server(const al_msg& first) {
 void expire(al_msg_send_hist* previous) {
   const al_msg_send_hist* node = previous->next;
   const al_msg* first = node->msg;
-  ALERT_LOG(kDetail, "send history node expired, drop it, seq = %d, dst_addr = %s", node->sequence,
-            first != nullptr ? first->msg_head->dst_addr : "");
+  ALERT_LOG(kDetail, "send history node expired, drop it, seq = %d, dst_addr = %.*s",
+            node->sequence, AL_MSG_ADDRESS_SIZE, first != nullptr ? first->msg_head->dst_addr : "");
   if (first != nullptr) {
     note_silent_server(*first);
     if (first->msg_head->msg_type == AL_MSGTYPE_SYNC_REQUEST_DATA) g_sync_step = RESYN_END;

@@ -8,31 +8,10 @@
 
 namespace qel {
 
-bool owns_address(const ty_svrlist* server, const char* addr) {
-  for (int i = 0; i < server->ip_num; ++i) {
-    if (ip_compare(server->ip_addr[i].ip, addr) == 0) return true;
-  }
-  return false;
-}
-
-const ty_svrlist* find_server_by_address(const ty_svrlist* list, const char* addr) {
-  while (list != nullptr && !owns_address(list, addr)) list = list->next;
-  return list;
-}
-
-const ty_svrlist* find_server_by_name(const ty_svrlist* list, const char* name) {
-  while (list != nullptr && strcmp(list->svr_name, name) != 0) list = list->next;
-  return list;
-}
-
 const ty_svrlist* find_sender(const char* addr) {
   const ty_svrlist* sender = find_server_by_address(server_list_head, addr);
   if (sender == nullptr) ALERT_LOG(kMinor, "received message from unknown server: %s", addr);
   return sender;
-}
-
-bool is_local(const ty_svrlist* server) {
-  return local_svr != nullptr && strcmp(server->svr_name, local_svr->svr_name) == 0;
 }
 
 void remove_server(ty_svrlist** list, ty_svrlist* server) {

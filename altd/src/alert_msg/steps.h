@@ -6,7 +6,8 @@
 #include <memory>
 
 #include "alert_msg.h"
-#include "alert_udp.h"
+#include "alert_msg/servers.h"
+#include "common/fixed_text.h"
 
 namespace qel {
 
@@ -27,6 +28,12 @@ Block<T> make_block(size_t size) {
   return Block<T>(static_cast<T*>(calloc(1, size)));
 }
 
+// The destination of a message, whose field may lack its NUL.
+struct AddressText {
+  explicit AddressText(const al_msg& msg) { take_text(text, msg.msg_head->dst_addr, sizeof text); }
+  char text[AL_MSG_ADDRESS_SIZE + 1];
+};
+
 // Moves sequencenum on; 0 stands for local alerts.
 void next_sequence();
 
@@ -34,15 +41,8 @@ void next_sequence();
 // that was filed has taken it over, and moves sequencenum on unless nothing came of the request.
 void end_request(void* payload, bool complete = true);
 
-// The server of a list that has this address; null when there is none.
-const ty_svrlist* find_server_by_address(const ty_svrlist* list, const char* addr);
-bool owns_address(const ty_svrlist* server, const char* addr);
-const ty_svrlist* find_server_by_name(const ty_svrlist* list, const char* name);
-
 // The server of server_list_head with this address; null, logged, when a stranger sent.
 const ty_svrlist* find_sender(const char* addr);
-
-bool is_local(const ty_svrlist* server);
 
 // Takes a node off its list and frees it.
 void remove_server(ty_svrlist** list, ty_svrlist* server);

@@ -56,6 +56,56 @@ TEST_F(Value, TheFirstElementOfEachNameCounts) {
   EXPECT_EQ(number("/root/a/c"), "!tester: /root/a/c: no such key in all.xml");
 }
 
+TEST_F(Value, APositionInBracketsNamesALaterElement) {
+  load_policy("all",
+              "<root><s><n>a</n><a><i>1</i></a><a><i>2</i><i>3</i></a></s><t/><!-- <s/> -->"
+              "<s><n>b</n></s><s2>c</s2><s><n>d</n><a/><a/><a><i>4</i></a></s></root>");
+  EXPECT_EQ(text("/root/s[1]/n"), "a");
+  EXPECT_EQ(text("/root/s[2]/n"), "b");
+  EXPECT_EQ(text("/root/s[3]/n"), "d");
+  EXPECT_EQ(text("/root/s/a[2]/i"), "2");
+  EXPECT_EQ(text("/root/s[1]/a[2]/i[2]"), "3");
+  EXPECT_EQ(text("/root[1]/s[3]/a[3]/i"), "4");
+  EXPECT_EQ(number("/root/s/a[2]/i[2]"), "3");
+}
+
+TEST_F(Value, APositionBehindTheLastElementIsMissing) {
+  load_policy("all", "<root><s><a>1</a></s><s/></root>");
+  for (const char* key : {"/root/s[3]", "/root/s[2]/a", "/root/s[1]/a[2]", "/root/t[1]", "/root[2]",
+                          "/root/s[99999999999]", "/root/s[18446744073709551617]",
+                          "/root/s[99999999999999999999999]"}) {
+    EXPECT_EQ(text(key), std::string("!tester: ") + key + ": no such key in all.xml");
+  }
+  EXPECT_EQ(text("/root/s[2]"), "");
+}
+
+TEST_F(Value, PositionsThatAreNoNumbersFromOneAreMissing) {
+  load_policy("all", "<root><s>1</s><s>2</s></root>");
+  for (const char* key :
+       {"/root/s[0]",   "/root/s[]",     "/root/s[x]",  "/root/s[-1]",  "/root/s[+1]",
+        "/root/s[ 1]",  "/root/s[1 ]",   "/root/s[1x]", "/root/s[0x1]", "/root/s[1.0]",
+        "/root/s[",     "/root/s[1",     "/root/s]",    "/root/s1]",    "/root/s[1]]",
+        "/root/s[[1]]", "/root/s[1][1]", "/root/s[1]s", "/root/[1]",    "/root[0]/s",
+        "/root/s[1]/",  "[1]",           "/[1]"}) {
+    EXPECT_EQ(text(key), std::string("!tester: ") + key + ": no such key in all.xml");
+  }
+  EXPECT_EQ(text("/root/s[1]"), "1");
+}
+
+TEST_F(Value, AWrongValueAtAPositionIsToldWithItsOwnLine) {
+  load_policy("all", "<root>\n<s><a>1</a></s>\n<s>\n<a>x</a></s></root>");
+  EXPECT_EQ(number("/root/s[2]/a"),
+            "!" + file("all.xml") + ":4: /root/s[2]/a: \"x\" is not a whole number");
+}
+
+TEST_F(Value, EachPositionIsLookedForInEveryFile) {
+  write("cluster.xml", "<root><s>1</s><s>2</s></root>");
+  ASSERT_EQ(xmllib_load_config(), 0);
+  load_policy("all", "<root><s>policy</s></root>");
+  EXPECT_EQ(text("/root/s[1]"), "policy");
+  EXPECT_EQ(text("/root/s[2]"), "2");
+}
+
 TEST_F(Value, TheLatestSectionIsAskedFirstAndTheClusterLast) {
   write("cluster.xml", "<root><a>cluster</a><b>cluster</b><c>cluster</c></root>");
   ASSERT_EQ(xmllib_load_config(), 0);
