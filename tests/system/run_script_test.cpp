@@ -1,4 +1,4 @@
-// The script that runs the alert log of one server in a directory.
+// The script that runs the alert logs of three servers in a directory.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -17,23 +17,34 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The script's shared state belongs to the user, not to one run: what was there before stays.
-class SharedStateOfTheScript {
+constexpr const char* kServers[] = {"node1", "node2", "node3"};
+
+// What the script leaves in the system outside its directory. Its shared state belongs to the user,
+// not to one run: what was there before stays.
+class LeftByTheScript {
  public:
-  SharedStateOfTheScript() : was_there_(alt_test::file_exists("/dev/shm" + name())) {}
-  ~SharedStateOfTheScript() {
-    if (!was_there_) shm_unlink(name().c_str());
+  explicit LeftByTheScript(std::string home) : home_(std::move(home)) {
+    for (const char* server : kServers) {
+      if (!alt_test::file_exists("/dev/shm" + state_of(server))) fresh_.push_back(state_of(server));
+    }
   }
-  SharedStateOfTheScript(const SharedStateOfTheScript&) = delete;
-  SharedStateOfTheScript& operator=(const SharedStateOfTheScript&) = delete;
+  ~LeftByTheScript() {
+    for (const std::string& state : fresh_) shm_unlink(state.c_str());
+    for (const char* server : kServers) remove_semaphores(home_ + "/" + server + "/lock");
+  }
+  LeftByTheScript(const LeftByTheScript&) = delete;
+  LeftByTheScript& operator=(const LeftByTheScript&) = delete;
 
  private:
-  static std::string name() { return "/qelalert-run-" + std::to_string(getuid()); }
+  static std::string state_of(const char* server) {
+    return "/qelalert-run-" + std::to_string(getuid()) + "-" + server;
+  }
 
-  bool was_there_;
+  std::string home_;
+  std::vector<std::string> fresh_;
 };
 
-class OneServer : public ::testing::Test {
+class ThreeServers : public ::testing::Test {
  protected:
   // A source tree in which the script finds the programs of this build.
   std::string make_tree() const {
@@ -48,24 +59,27 @@ class OneServer : public ::testing::Test {
   Server server_;
 };
 
-TEST_F(OneServer, RaisesItsSamplesShowsThemAndEndsWithItsStoreLeft) {
-  const SharedStateOfTheScript shared_state;
+TEST_F(ThreeServers, ShowThatAllHoldTheSameAndEndWithTheirStoresLeft) {
   const std::string home = server_.path("home");
-  // Its semaphores are the test's, so that they go with it.
-  fs::create_directory(home);
-  fs::create_directory_symlink(server_.path("lock"), home + "/lock");
-  Program script({make_tree() + "/scripts/one-server", home}, server_.path("out/script"),
-                 {{"QELALERT_RUN_SECONDS", "1"}});
+  const LeftByTheScript left(home);
+  const std::string port = std::to_string(20000 + getpid() % 10000);
+  Program script({make_tree() + "/scripts/three-servers", home}, server_.path("out/script"),
+                 {{"QELALERT_RUN_SECONDS", "1"}, {"QELALERT_RUN_PORT", port}});
   const auto status = script.wait();
-  if (!status) script.signal(SIGTERM);  // so that it ends its daemon
+  if (!status) script.signal(SIGTERM);  // so that it ends its daemons
   ASSERT_EQ(0, status) << script.out() << script.err();
-  for (const char* alert : {"/dev/sda1 is 97% full (limit 95%)", "eth1: link down",
-                            "database.service: main process exited, status 1",
-                            "database.service: started again", "eth1: link up, 10000 Mbit/s"}) {
-    EXPECT_NE(std::string::npos, script.out().find(alert)) << alert << "\n" << script.out();
+  for (const char* line :
+       {"/dev/sda1 is 97% full (limit 95%)", "eth1: link down",
+        "database.service: main process exited, status 1", "database.service: started again",
+        "eth1: link up, 10000 Mbit/s", "node2 holds the same alerts as node1.",
+        "node3 holds the same alerts as node1."}) {
+    EXPECT_NE(std::string::npos, script.out().find(line)) << line << "\n" << script.out();
   }
-  EXPECT_EQ(counting(1, 5), ids_of(read_log(home + "/store/alertlog.alt")));
-  EXPECT_FALSE(alt_test::file_exists(home + "/run/qelalertd.sock"));
+  for (const char* server : kServers) {
+    const std::string directory = home + "/" + server;
+    EXPECT_EQ(5U, read_log(directory + "/store/alertlog.alt").size()) << server;
+    EXPECT_FALSE(alt_test::file_exists(directory + "/run/qelalertd.sock")) << server;
+  }
 }
 
 }  // namespace

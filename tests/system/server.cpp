@@ -42,6 +42,12 @@ std::string content_of(const std::string& path) {
 
 }  // namespace
 
+void remove_semaphores(const std::string& directory) {
+  for (const char* name : {"semindex", "semcreate", "semtemp"}) {
+    remove_semaphore(directory + "/" + name);
+  }
+}
+
 Server::Server() : root_(make_root()) {
   for (const char* directory : {"etc", "store", "lock", "log", "run", "out"}) {
     fs::create_directory(path(directory));
@@ -62,9 +68,7 @@ Server::Server() : root_(make_root()) {
 }
 
 Server::~Server() {
-  for (const char* name : {"semindex", "semcreate", "semtemp"}) {
-    remove_semaphore(path(std::string("lock/") + name));
-  }
+  remove_semaphores(path("lock"));
   shm_unlink(shared_state_name().c_str());
   std::error_code ignored;
   fs::remove_all(root_, ignored);

@@ -59,4 +59,7 @@ class Server {
   int outputs_ = 0;
 };
 
+// Removes the semaphores that are named after the files of a directory.
+void remove_semaphores(const std::string& directory);
+
 }  // namespace qel::system_test
