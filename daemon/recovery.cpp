@@ -18,6 +18,7 @@
 #include "common/paths.h"
 #include "intake_line.h"
 #include "log.h"
+#include "redo_record.h"
 #include "unique_fd.h"
 
 namespace qel::daemon {
@@ -59,21 +60,32 @@ int write_numbers(int fd, const ALERT_FILE_HEADER& header) {
   return -1;
 }
 
-// In a full log the line aimed at may be torn by the store of the first alert whose id the header
-// does not hold yet: that store is done again. A header that aims behind the last line has counted
-// the record that made the log full, so that one is whole.
+// Writes a record over the line that the header aims at.
+int put_aimed_line(int fd, const ALERT_FILE_HEADER& header, const ALERT_RECORD_INFO& record) {
+  char line[kRecordLine];
+  format_record(line, record);
+  const off_t offset = record_offset(static_cast<int>(header.nCurToWrite), get_header_length(fd));
+  if (write_local_disk(fd, offset, line, sizeof line, sizeof line) != 0) return -1;
+  DAEMON_LOG(kNotable, "completed the interrupted store of alert %u of %s", record.alert_id,
+             record.szServer);
+  return 0;
+}
+
+// In a full log the line aimed at may be torn by the store of an alert of another server, or of the
+// first local one whose id the header does not hold yet: that store is done again. A header that
+// aims behind the last line has counted the record that made the log full, so that one is whole.
 int write_again(int fd, const std::vector<ALERT_RECORD_INFO>& stamped, ALERT_FILE_HEADER* header) {
+  if (header->nCurToWrite >= header->nMaxCount) return 0;
+  const auto remote = RedoRecord::left_over();
+  if (remote && remote->line == header->nCurToWrite) {
+    return put_aimed_line(fd, *header, remote->record);
+  }
   const auto torn = std::find_if(stamped.begin(), stamped.end(), [&](const auto& alert) {
     return alert.alert_id > header->current_alert_id;
   });
-  if (torn == stamped.end() || header->nCurToWrite >= header->nMaxCount) return 0;
-  char line[kRecordLine];
-  format_record(line, *torn);
-  const off_t offset = record_offset(static_cast<int>(header->nCurToWrite), get_header_length(fd));
-  if (write_local_disk(fd, offset, line, sizeof line, sizeof line) != 0) return -1;
+  if (torn == stamped.end()) return 0;
+  if (put_aimed_line(fd, *header, *torn) != 0) return -1;
   header->current_alert_id = torn->alert_id;
-  DAEMON_LOG(kNotable, "completed the interrupted store of alert %d",
-             static_cast<int>(torn->alert_id));
   return 0;
 }
 

@@ -5,7 +5,8 @@
 //   - a log that is not full: half a line, or a whole one that the header does not count. It is cut
 //     off; its alert is still in the intake.
 //   - a full log: a line half overwritten, or overwritten while the header still aims at it. The
-//     store is carried out to its end from the stamped line of the intake (intake_line.h).
+//     store is carried out to its end from the stamped line of the intake (intake_line.h), or, for
+//     an alert of another server, from the record kept aside (redo_record.h).
 //   - indexes that do not match the log: all are built again.
 //   - the work file of a resize: removed, or it would shine through the next one.
 #pragma once

@@ -29,7 +29,7 @@ bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sen
   const char* image = reinterpret_cast<const char*>(&record);
   const int duplicate = check_dup_alert(image);
   if (duplicate != 0) return duplicate == 1;
-  if (udp_write_disk(image, sizeof record, 0) < 0) {
+  if (!write(record)) {
     DAEMON_LOG(kMinor, "alert %u of %s from %s could not be stored", record.alert_id,
                record.szServer, sender);
     cut_surplus_line();
@@ -40,6 +40,13 @@ bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sen
   unannounced_ = true;
   log_sync_->mark();
   return true;
+}
+
+bool RemoteAlerts::write(const ALERT_RECORD_INFO& record) {
+  if (!redo_.keep(record)) return false;
+  const int result = udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 0);
+  redo_.forget();
+  return result >= 0;
 }
 
 void RemoteAlerts::announce() {

@@ -6,6 +6,7 @@
 #include "alert_types.h"
 #include "cluster/datagram_guard.h"
 #include "log_sync.h"
+#include "redo_record.h"
 
 namespace qel::daemon {
 
@@ -31,8 +32,10 @@ class RemoteAlerts {
 
  private:
   bool store_record(const ALERT_RECORD_INFO& record, const char* sender);
+  bool write(const ALERT_RECORD_INFO& record);
 
   LogSync* log_sync_;
+  RedoRecord redo_;
   uint64_t stored_ = 0;
   bool unannounced_ = false;
 };
