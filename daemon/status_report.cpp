@@ -165,7 +165,7 @@ json network_status(const StatusSources& sources) {
   const Protocol::Counters& counters = sources.protocol.counters();
   json refused = json::object();
   for (size_t i = 1; i < kRefusalCount; ++i) {
-    if (counters.refused[i] != 0)
+    if (counters.refused[i] != 0 && static_cast<Refusal>(i) != Refusal::kLateReply)
       refused[refusal_name(static_cast<Refusal>(i))] = counters.refused[i];
   }
   return {{"received", counters.received},

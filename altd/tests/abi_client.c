@@ -4,6 +4,7 @@
 #include "abi_client.h"
 
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "alert_config.h"
@@ -54,6 +55,32 @@ _Static_assert(offsetof(struct ip46_addr, device_id) == 48, "address");
 _Static_assert(offsetof(struct ty_svrlist, svr_name) == 8, "server");
 _Static_assert(offsetof(struct ty_svrlist, ip_num) == 16, "server");
 _Static_assert(offsetof(struct ty_svrlist, ip_addr) == 20, "server");
+_Static_assert(sizeof(struct al_msg_header) == 72, "message header");
+_Static_assert(offsetof(struct al_msg_header, msg_type) == 4, "message header");
+_Static_assert(offsetof(struct al_msg_header, sequence) == 8, "message header");
+_Static_assert(offsetof(struct al_msg_header, data_len) == 12, "message header");
+_Static_assert(offsetof(struct al_msg_header, dst_addr) == 16, "message header");
+_Static_assert(offsetof(struct al_msg_header, reserve1) == 64, "message header");
+_Static_assert(offsetof(struct al_msg_header, reserve2) == 68, "message header");
+_Static_assert(sizeof(struct al_msg) == 24, "message");
+_Static_assert(offsetof(struct al_msg, msg_data) == 8, "message");
+_Static_assert(offsetof(struct al_msg, next) == 16, "message");
+_Static_assert(sizeof(struct al_msg_send_hist) == 32, "send history");
+_Static_assert(offsetof(struct al_msg_send_hist, startcl) == 8, "send history");
+_Static_assert(offsetof(struct al_msg_send_hist, sequence) == 16, "send history");
+_Static_assert(offsetof(struct al_msg_send_hist, msg) == 24, "send history");
+_Static_assert(sizeof(struct al_sync_data) == 144, "sync record");
+_Static_assert(offsetof(struct al_sync_data, sync_svr) == 4, "sync record");
+_Static_assert(offsetof(struct al_sync_data, reply_svr) == 69, "sync record");
+_Static_assert(offsetof(struct al_sync_data, max_alert_id) == 136, "sync record");
+_Static_assert(offsetof(struct al_sync_data, sync_flg) == 140, "sync record");
+_Static_assert(sizeof(struct servername_altid) == 72, "highest id entry");
+_Static_assert(offsetof(struct servername_altid, maxaltid) == 68, "highest id entry");
+_Static_assert(sizeof(local_svrname_list) == 6500, "table of names");
+_Static_assert(sizeof(send_hist) == sizeof(struct al_msg_send_hist), "a structure, no pointer");
+_Static_assert(sizeof(g_last_resync_time) == 8 && sizeof(sequencenum) == 4, "counters");
+_Static_assert(RESYN_START == 0 && REQ_DATA == 5 && RESYN_END == 6, "states");
+_Static_assert(AL_MSGTYPE_SYNC_REPLY_NEW_SERVER == 0x1000000a, "types");
 _Static_assert(ALERT_ERR_HEADER_FORMAT == -8323067, "result");
 _Static_assert(ALERT_ERR_RECORD_OVERFLOW == -8323066, "result");
 _Static_assert(sizeof(tckconf) == 8 && sizeof(g_resync_time_interval) == 8, "64-bit settings");
@@ -91,6 +118,28 @@ const struct abi_symbol abi_symbols[] = {
     FUNCTION(add_to_new_serverlist_all), FUNCTION(add_to_server_list),
     FUNCTION(check_server_in_list), FUNCTION(get_local_server), FUNCTION(ip_compare),
     FUNCTION(release_svrlist), FUNCTION(unlink_one_svr),
+    FUNCTION(add_to_send_hist), FUNCTION(al_msg_del), FUNCTION(al_msg_new),
+    FUNCTION(alert_shmcm_getratio), FUNCTION(del_from_send_hist), FUNCTION(ding),
+    FUNCTION(dropmsg_from_list), FUNCTION(end_resynchronize), FUNCTION(find_seq),
+    FUNCTION(get_alert_id), FUNCTION(get_alert_log), FUNCTION(get_all_svrname_maxid_from_local),
+    FUNCTION(get_all_svrname_maxid_from_remote), FUNCTION(get_back_notcont_alert_id),
+    FUNCTION(get_local_maxid_from_remote), FUNCTION(get_server_name),
+    FUNCTION(get_svr_altid_msgdata), FUNCTION(get_unsync_svrname), FUNCTION(hton_msg_header),
+    FUNCTION(init_send_hist), FUNCTION(initialize), FUNCTION(msg_to_string),
+    FUNCTION(ntoh_msg_header), FUNCTION(re_send_msg),
+    FUNCTION(recv_reply_maxalertid_localserver_msg), FUNCTION(recv_reply_new_server_msg),
+    FUNCTION(recv_reply_single_alert_id_msg), FUNCTION(recv_reply_single_data_msg),
+    FUNCTION(recv_reply_single_server_name_msg), FUNCTION(recv_request_alert_id_msg),
+    FUNCTION(recv_request_data_msg), FUNCTION(recv_request_server_name_msg),
+    FUNCTION(recv_send_alert_msg), FUNCTION(recv_send_heartbeat_msg),
+    FUNCTION(recv_send_new_server_msg), FUNCTION(request_max_alertid_localserver),
+    FUNCTION(request_single_alert_id), FUNCTION(request_single_data),
+    FUNCTION(request_single_svrname), FUNCTION(send_msg), FUNCTION(send_new_server_msg),
+    FUNCTION(send_reply_msg), FUNCTION(send_request_alert_id_msg), FUNCTION(send_request_data_msg),
+    FUNCTION(send_request_heartbeat_msg), FUNCTION(send_request_msg),
+    FUNCTION(send_request_server_name_msg), FUNCTION(should_drop_message),
+    FUNCTION(start_resynchronize), FUNCTION(string_to_msg), FUNCTION(sync_other_new_server),
+    FUNCTION(sync_other_single_svrname),
     OBJECT(alt_alert_name), OBJECT(alt_cmd_path), OBJECT(alt_comment), OBJECT(alt_log_handle),
     OBJECT(alt_log_level), OBJECT(alt_log_path), OBJECT(alt_log_size), OBJECT(alt_max_count),
     OBJECT(alt_mod_type), OBJECT(alt_name_only), OBJECT(alt_name_temp), OBJECT(alt_path_only),
@@ -106,6 +155,16 @@ const struct abi_symbol abi_symbols[] = {
     OBJECT(start_write_local_logfile), OBJECT(local_svr), OBJECT(new_server_list),
     OBJECT(server_list_head), OBJECT(servers_alert_msg_not_reply), OBJECT(servers_not_reply),
     OBJECT(sync_server_list),
+    OBJECT(begin_sync_data), OBJECT(check_newsvr_flag), OBJECT(check_newsvr_now),
+    OBJECT(check_newsvr_time), OBJECT(check_svrlist_now), OBJECT(currecord_send),
+    OBJECT(current_ratio), OBJECT(drop_now), OBJECT(g_last_resync_time), OBJECT(g_sync_step),
+    OBJECT(local_svrname_list), OBJECT(max_alertid_localserver), OBJECT(previous_send),
+    OBJECT(resend_now), OBJECT(send_hist), OBJECT(sequencenum), OBJECT(single_svrname_list),
+    OBJECT(start_heartbeat_now), OBJECT(start_send_new_server_now), OBJECT(sync_single_altid_flag),
+    OBJECT(sync_single_altid_now), OBJECT(sync_single_altid_time), OBJECT(sync_single_data),
+    OBJECT(sync_single_svrname_flag), OBJECT(sync_single_svrname_list),
+    OBJECT(sync_single_svrname_now), OBJECT(sync_single_svrname_time),
+    OBJECT(timeout_variable_mutex), OBJECT(write_alert_now),
     {NULL, NULL, NULL},
 };
 /* clang-format on */
@@ -134,6 +193,30 @@ static int store_one(uint32_t id, const char* server) {
   return udp_write_disk((const char*)&record, sizeof record, 1);
 }
 
+/* A request about an id to a datagram and back. 0, or the number of the step that failed. */
+static int send_and_receive(void) {
+  static const unsigned char start[16] = {0, 0, 0, 1, 0, 0, 0, 5, 0, 0, 0, 7, 0, 0, 0, 144};
+  struct al_sync_data* data = calloc(1, sizeof *data);
+  struct al_msg* msg = al_msg_new();
+  if (data == NULL || msg == NULL) return 1;
+  data->alert_id = 0x01020304;
+  msg->msg_head->msg_type = AL_MSGTYPE_SYNC_REQUEST_ALERT_ID;
+  msg->msg_head->sequence = 7;
+  msg->msg_head->data_len = sizeof *data;
+  msg->msg_data = data;
+  char* datagram = msg_to_string(msg);
+  al_msg_del(msg);
+  if (datagram == NULL || memcmp(datagram, start, sizeof start) != 0) return 2;
+  if (memcmp(datagram + AL_MSG_HEADER_SIZE, "\1\2\3\4", 4) != 0) return 3;
+  msg = string_to_msg(datagram);
+  if (msg == NULL || msg->msg_head->sequence != 7 || msg->msg_data != NULL) return 4;
+  uint32_t id;
+  memcpy(&id, datagram + AL_MSG_HEADER_SIZE, sizeof id);
+  al_msg_del(msg);
+  free(datagram);
+  return id == 0x01020304 ? 0 : 5;
+}
+
 int abi_client_run(const char* directory) {
   point_to(directory);
   if (store_one(1, "a") != 0 || store_one(2, "b") != 0 || store_one(3, "a") != 0) return 1;
@@ -146,5 +229,7 @@ int abi_client_run(const char* directory) {
   if (alert_search(info, &size, &number, page) != 2) return 2;
   if (size != 2 || number != 0 || page[0].alert_id != 3 || page[1].alert_id != 1) return 3;
   if (alert_get_last(page, 1) != 1 || page[0].alert_id != 3) return 4;
-  return check_is_update() == 1 ? 0 : 5;
+  if (check_is_update() != 1) return 5;
+  const int step = send_and_receive();
+  return step == 0 ? 0 : 10 + step;
 }

@@ -16,8 +16,8 @@ struct abi_symbol {
 /* Ends with a null name. */
 extern const struct abi_symbol abi_symbols[];
 
-/* Stores and searches in a directory with the subdirectories "log" and "cmd". 0, or the number of
- * the step that failed. */
+/* Stores and searches in a directory with the subdirectories "log" and "cmd", and turns a message
+ * into a datagram and back. 0, or the number of the step that failed. */
 int abi_client_run(const char* directory);
 
 #ifdef __cplusplus

@@ -87,7 +87,7 @@ std::set<std::string> names_of_client(const Module& client) {
   return names;
 }
 
-TEST_F(Abi, ClientInCStoresAndSearches) {
+TEST_F(Abi, ClientInCStoresSearchesAndTalks) {
   const Module client(QEL_CLIENT);
   EXPECT_EQ(client.find<int(const char*)>("abi_client_run")(root_.c_str()), 0);
 }

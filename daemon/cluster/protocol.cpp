@@ -88,7 +88,7 @@ void Protocol::receive(const Datagram* datagrams, size_t count) {
     }
   }
   if (!stored_.empty() && log_sync_->sync()) {
-    for (const Datagram* datagram : stored_) hand_in_stored(*datagram);
+    for (const Datagram* datagram : stored_) hand_in(*datagram);
   }
   remote_.announce();
 }
@@ -102,12 +102,10 @@ void Protocol::refuse(const Datagram& datagram, Refusal refusal) {
 void Protocol::dispatch(const Datagram& datagram) {
   const uint32_t type = header_of(datagram).msg_type;
   ++counters_.received[message_name(type)];
-  const bool brings_alerts =
-      type == AL_MSGTYPE_SYNC_SEND_ALERT || type == AL_MSGTYPE_SYNC_REPLY_DATA;
-  if (!brings_alerts) {
+  if (type == AL_MSGTYPE_SYNC_SEND_ALERT) {
+    if (remote_.store(datagram)) stored_.push_back(&datagram);
+  } else if (type != AL_MSGTYPE_SYNC_REPLY_DATA || remote_.store(datagram)) {
     hand_in(datagram);
-  } else if (remote_.store(datagram)) {
-    stored_.push_back(&datagram);
   }
 }
 
@@ -120,16 +118,6 @@ void Protocol::hand_in(const Datagram& datagram) {
   handle(datagram);
 }
 
-// Of two replies to the same request that arrived together, the first one has settled it meanwhile.
-void Protocol::hand_in_stored(const Datagram& datagram) {
-  const Refusal refusal = examine(datagram);
-  if (refusal == Refusal::kNone) {
-    hand_in(datagram);
-  } else {
-    refuse(datagram, refusal);
-  }
-}
-
 void Protocol::tick() {
   {
     const CatchUp::Step step(&catch_up_);
@@ -138,6 +126,8 @@ void Protocol::tick() {
   keep_stall_watch_patient();
   catch_up_.new_pace();
   answer_flags();
+  // What a catch-up has stored is not acknowledged to anybody, but should not wait long either.
+  static_cast<void>(log_sync_->sync());
   report_refusals();
 }
 

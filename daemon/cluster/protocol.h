@@ -68,7 +68,6 @@ class Protocol {
   void refuse(const Datagram& datagram, Refusal refusal);
   void dispatch(const Datagram& datagram);
   void hand_in(const Datagram& datagram);
-  void hand_in_stored(const Datagram& datagram);
   void answer_flags();
   void drop_expired();
   void adopt_own_id();
@@ -80,7 +79,7 @@ class Protocol {
   PeerBook peers_;
   CatchUp catch_up_;
   RemoteAlerts remote_;
-  std::vector<const Datagram*> stored_;  // to be handed in once the log has reached the disk
+  std::vector<const Datagram*> stored_;  // alerts to be handed in once they are on the disk
   uint64_t reported_refusals_ = 0;
   int ticks_to_report_ = 0;
   std::string last_refused_;

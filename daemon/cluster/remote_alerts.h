@@ -14,9 +14,9 @@ namespace qel::daemon {
 // message, in one call. Between the two there is something to do: an alert must be on the disk
 // before it is acknowledged, and what a failed store has left behind the counted lines must be cut
 // off before the next store, or it would cost the whole log. So the alerts of each message are
-// stored here first; what arrived together reaches the disk with one sync; and only then is the
-// message handed to the library, which finds them stored and carries on. A message whose alerts
-// could not be stored is dropped: its sender sends it again.
+// stored here first, and then the message is handed to the library, which finds them stored and
+// carries on; an alert that has to be acknowledged waits for the one sync of all that arrived with
+// it. A message whose alerts could not be stored is dropped: its sender sends it again.
 class RemoteAlerts {
  public:
   explicit RemoteAlerts(LogSync* log_sync) : log_sync_(log_sync) {}

@@ -19,10 +19,10 @@ namespace qel::daemon {
 
 namespace {
 
-constexpr size_t kBatch = 64;            // datagrams that one call of the kernel delivers at most
-constexpr int kBatchesAtOnce = 64;       // before the tick or the intake have their turn
-constexpr int kReceiveBuffer = 8 << 20;  // a burst of some thousand alerts
-constexpr size_t kControlSize = 64;      // room for the kernel's drop counter
+constexpr size_t kBatch = 64;             // datagrams that one call of the kernel delivers at most
+constexpr int kBatchesAtOnce = 64;        // before the tick or the intake have their turn
+constexpr int kReceiveBuffer = 32 << 20;  // a burst of ten thousand alerts; only used when it comes
+constexpr size_t kControlSize = 64;       // room for the kernel's drop counter
 
 // The address as the lists of servers write it.
 void put_address(const sockaddr_storage& from, char (&text)[INET6_ADDRSTRLEN]) {

@@ -2,8 +2,10 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <netdb.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -272,6 +274,64 @@ size_t strftime(char* text, size_t size, const char* format, const struct tm* ti
       hidden<size_t (*)(char*, size_t, const char*, const struct tm*)>("strftime");
   size_t result;
   return replaced<size_t>(Site::kFormatTime, 0, &result) ? result : next(text, size, format, time);
+}
+
+int getaddrinfo(const char* node, const char* service, const struct addrinfo* hints,
+                struct addrinfo** found) {
+  static const auto next =
+      hidden<int (*)(const char*, const char*, const struct addrinfo*, struct addrinfo**)>(
+          "getaddrinfo");
+  int result;
+  return replaced<int>(Site::kResolve, EAI_SYSTEM, &result) ? result
+                                                            : next(node, service, hints, found);
+}
+
+int socket(int family, int type, int protocol) noexcept {
+  static const auto next = hidden<int (*)(int, int, int)>("socket");
+  int result;
+  return replaced(Site::kSocket, -1, &result) ? result : next(family, type, protocol);
+}
+
+int bind(int fd, const struct sockaddr* address, socklen_t size) noexcept {
+  static const auto next = hidden<int (*)(int, const struct sockaddr*, socklen_t)>("bind");
+  int result;
+  return replaced(Site::kBind, -1, &result) ? result : next(fd, address, size);
+}
+
+ssize_t sendto(int fd, const void* buffer, size_t size, int flags, const struct sockaddr* address,
+               socklen_t address_size) {
+  static const auto next =
+      hidden<ssize_t (*)(int, const void*, size_t, int, const struct sockaddr*, socklen_t)>(
+          "sendto");
+  ssize_t result;
+  return replaced<ssize_t>(Site::kSendTo, -1, &result, size)
+             ? result
+             : next(fd, buffer, size, flags, address, address_size);
+}
+
+int shmcm_attach(void) {
+  static const auto next = hidden<int (*)()>("shmcm_attach");
+  int result;
+  return replaced(Site::kRatioAttach, -1, &result) ? result : next();
+}
+
+int shmcm_getratio(int* ratio, int* period) {
+  static const auto next = hidden<int (*)(int*, int*)>("shmcm_getratio");
+  int result;
+  return replaced(Site::kRatioRead, -1, &result) ? result : next(ratio, period);
+}
+
+int shmcm_detach(void) {
+  static const auto next = hidden<int (*)()>("shmcm_detach");
+  int result;
+  return replaced(Site::kRatioDetach, -1, &result) ? result : next();
+}
+
+int semevt_set_alert(void) {
+  static const auto next = hidden<int (*)()>("semevt_set_alert");
+  int result;
+  if (!replaced(Site::kRaiseEvent, -1, &result)) return next();
+  return result == 0 ? 0 : errno;
 }
 
 }  // extern "C"

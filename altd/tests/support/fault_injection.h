@@ -33,6 +33,14 @@ enum class Site {
   kFormatTime,     // strftime; fails with 0
   kCopyText,       // strdup
   kAllocate,       // malloc, calloc, new (nothrow) of the library
+  kResolve,        // getaddrinfo; fails with EAI_SYSTEM
+  kSocket,
+  kBind,
+  kSendTo,
+  kRatioAttach,  // shmcm_attach
+  kRatioRead,    // shmcm_getratio
+  kRatioDetach,  // shmcm_detach
+  kRaiseEvent,   // semevt_set_alert; fails with the errno
 };
 
 // What an Interception decides for one call; any other value is the errno to fail with.
@@ -40,8 +48,8 @@ constexpr int kPass = 0;
 constexpr int kReturnZero = -1;
 
 // While it lives, `decide` runs before every call at its site. It is handed the number of bytes of
-// a read, write or allocation, else 0. Calls that it makes itself are passed on. Interceptions of
-// one site may be nested; the innermost decides.
+// a read, write, datagram or allocation, else 0. Calls that it makes itself are passed on.
+// Interceptions of one site may be nested; the innermost decides.
 class Interception {
  public:
   using Decide = std::function<int(size_t bytes)>;

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -66,6 +67,23 @@ int Child::wait() {
 int in_process(const std::function<int()>& work) {
   Child child(work);
   return child.wait();
+}
+
+std::string text_of_process(const std::function<std::string()>& work) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::tmpfile(), &std::fclose);
+  if (file == nullptr) throw std::runtime_error("tmpfile failed");
+  const int status = in_process([&] {
+    const std::string text = work();
+    const size_t written = std::fwrite(text.data(), 1, text.size(), file.get());
+    return written == text.size() && std::fflush(file.get()) == 0 ? 0 : 1;
+  });
+  if (status != 0) throw std::runtime_error("child ended with " + std::to_string(status));
+  std::rewind(file.get());
+  std::string text;
+  for (int c = std::fgetc(file.get()); c != EOF; c = std::fgetc(file.get())) {
+    text += static_cast<char>(c);
+  }
+  return text;
 }
 
 }  // namespace alt_test

@@ -5,6 +5,7 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <string>
 
 namespace alt_test {
 
@@ -33,6 +34,9 @@ class Child {
 
 // Runs `work` in a child and waits for it.
 int in_process(const std::function<int()>& work);
+
+// The same for work whose result is a text; a child that did not return from it throws here.
+std::string text_of_process(const std::function<std::string()>& work);
 
 }  // namespace alt_test
 
