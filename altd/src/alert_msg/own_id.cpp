@@ -13,13 +13,8 @@ namespace {
 
 // One question to every address of a server, with one sequence. False (logged) without memory.
 bool ask_server(const ty_svrlist* server, const al_sync_data& question) {
-  auto copy = qel::make_block<al_sync_data>(sizeof question);
-  if (copy == nullptr) {
-    ALERT_LOG(kFailure, "malloc failed");
-    return false;
-  }
-  copy->alert_id = question.alert_id;
-  memcpy(copy->sync_svr, question.sync_svr, sizeof copy->sync_svr);
+  qel::Block<al_sync_data> copy = qel::make_question(question);
+  if (copy == nullptr) return false;
   al_sync_data* const shared = copy.release();
   for (int i = 0; i < server->ip_num; ++i) {
     const ip46_addr& address = server->ip_addr[i];

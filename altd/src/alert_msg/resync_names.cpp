@@ -77,6 +77,21 @@ void qel::add_name(char (*names)[ALERT_NAME_SIZE], const char* name) {
   if (count < AL_SVRNAME_COUNT && !holds_name(names, name)) copy_name(names[count], name);
 }
 
+bool qel::reply_counts(int step, const char* addr, const char* stranger, int* result) {
+  *result = -1;
+  if (g_sync_step != step) return false;
+  if (new_server_list == nullptr) {
+    ALERT_LOG(kNotable, "No server need synchronise.");
+    end_resynchronize(0);
+    return false;
+  }
+  if (owns_address(new_server_list, addr)) return true;
+  ALERT_LOG(kNotable, "receive message from error server: %s ",
+            stranger != nullptr ? stranger : new_server_list->svr_name);
+  *result = 0;
+  return false;
+}
+
 void start_resynchronize(const char* srv_name) {
   g_sync_step = RESYN_START;
   check_newsvr_flag = 0;
@@ -134,13 +149,7 @@ int recv_reply_single_server_name_msg(al_msg* msg, const char* buf, const char* 
     return -1;
   }
   int result = -1;
-  if (g_sync_step == REQ_NAME && new_server_list == nullptr) {
-    ALERT_LOG(kNotable, "No server need synchronise.");
-    end_resynchronize(0);
-  } else if (g_sync_step == REQ_NAME && !qel::owns_address(new_server_list, addr)) {
-    ALERT_LOG(kNotable, "receive message from error server: %s ", addr);
-    result = 0;
-  } else if (g_sync_step == REQ_NAME) {
+  if (qel::reply_counts(REQ_NAME, addr, addr, &result)) {
     // What could not be read stays in the history and is asked for again.
     if (receive_names(*msg, buf, addr) != 0) return -1;
     result = 0;

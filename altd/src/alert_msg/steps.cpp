@@ -37,4 +37,15 @@ void read_sync_data(const char* buf, size_t length, al_sync_data* data) {
   data->reply_svr[sizeof data->reply_svr - 1] = '\0';
 }
 
+Block<al_sync_data> make_question(const al_sync_data& cursor) {
+  auto question = make_block<al_sync_data>(sizeof(al_sync_data));
+  if (question == nullptr) {
+    ALERT_LOG(kFailure, "malloc failed");
+    return nullptr;
+  }
+  question->alert_id = cursor.alert_id;
+  memcpy(question->sync_svr, cursor.sync_svr, sizeof question->sync_svr);
+  return question;
+}
+
 }  // namespace qel

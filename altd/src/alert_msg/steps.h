@@ -47,6 +47,14 @@ const ty_svrlist* find_sender(const char* addr);
 // Takes a node off its list and frees it.
 void remove_server(ty_svrlist** list, ty_svrlist* server);
 
+// The replies of the first two phases of a resynchronisation count in one state and from the peer
+// only. True when this one is to be read; else *result is the result of its handler. `stranger` is
+// named when it comes from somebody else; null: the peer is named.
+bool reply_counts(int step, const char* addr, const char* stranger, int* result);
+
+// The part of a cursor that questions carry, the rest zero; null (logged) without memory.
+Block<al_sync_data> make_question(const al_sync_data& cursor);
+
 // Takes the request that msg answers out of the history.
 void settle_request(al_msg* msg);
 
