@@ -77,8 +77,9 @@ bool Daemon::start(std::string* error) {
     return false;
   }
   // The sockets come before the log: making a new log asks the other servers.
-  return take_instances(error) && join_cluster(error) && sockets_.open(event_.get(), error) &&
-         open_store(error) && make_sources(error) &&
+  sockets_open_ =
+      take_instances(error) && join_cluster(error) && sockets_.open(event_.get(), error);
+  return sockets_open_ && open_store(error) && make_sources(error) &&
          status_.listen(event_.get(), settings_.socket, error);
 }
 
@@ -207,6 +208,7 @@ int Daemon::on_tick(sd_event_source* source, uint64_t due, void* self) {
 
 void Daemon::tick() {
   protocol_.tick();
+  if (!sockets_open_) open_sockets_again();
   if (intake_watch_ == nullptr) watch_intake();
 }
 
@@ -266,9 +268,14 @@ void Daemon::read_servers_again() {
     DAEMON_LOG(kNotable, "server %s has other addresses", name.c_str());
   }
   if (!change.added.empty() || !change.changed.empty()) warn_about(servers);
-  if (change.own_addresses_changed && !sockets_.open(event_.get(), &error)) {
-    DAEMON_LOG(kFailure, "%s", error.c_str());
-  }
+  if (change.own_addresses_changed) open_sockets_again();
+}
+
+// Tried again by every tick until it succeeds.
+void Daemon::open_sockets_again() {
+  std::string error;
+  sockets_open_ = sockets_.open(event_.get(), &error);
+  if (!sockets_open_) DAEMON_LOG(kFailure, "%s", error.c_str());
 }
 
 void Daemon::reload() {

@@ -45,6 +45,7 @@ class Daemon : private ProtocolHost {
   void fit_capacity();
   void watch_intake();
   void read_servers_again();
+  void open_sockets_again();
   void warn_about(const std::vector<ServerEntry>& servers) const;
   void drain_soon();
   void tick();
@@ -71,6 +72,7 @@ class Daemon : private ProtocolHost {
   Source stop_int_;
   Source reload_;
   UdpSockets sockets_;
+  bool sockets_open_ = false;  // false while an own address cannot be listened at
   StatusSocket status_;
 };
 

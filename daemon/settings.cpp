@@ -172,6 +172,7 @@ bool read_timing(Timing* timing, std::string* error) {
       {"sync/newserver", 1, kSecondsMax, &timing->new_server},
       {"sync/names", 2, 999, &timing->names_wait},
       {"sync/ids", 1, 999, &timing->ids_wait},
+      {"sync/recheck", 0, kSecondsMax, &timing->recheck},
       {"sync/batches", 0, 1000000, &timing->batches_per_second},
   };
   for (const Key& key : keys) {

@@ -16,6 +16,8 @@ struct Timing {
   int new_server = 1;      // daemon/sync/newserver: pause before the next catch-up
   int names_wait = 2;      // daemon/sync/names: wait for server names; above new_server
   int ids_wait = 1;        // daemon/sync/ids: wait for alert ids
+  int recheck = 60;        // daemon/sync/recheck: pause before the logs are compared with those of
+                           // the next server; 0 never
   int batches_per_second = 1000;  // daemon/sync/batches: data requests that leave in a second, four
                                   // alerts each; 0: one in a resend period
 };

@@ -51,6 +51,20 @@ void drop_requests_but(uint32_t kept) {
   }
 }
 
+// The other server behind the one of this name, in a circle; null when there is none.
+const ty_svrlist* next_server(const std::string& name) {
+  const ty_svrlist* first = nullptr;
+  bool behind = false;
+  for (const ty_svrlist* server = server_list_head; server != nullptr; server = server->next) {
+    if (!is_local(server)) {
+      if (behind) return server;
+      if (first == nullptr) first = server;
+    }
+    behind = behind || name == server->svr_name;
+  }
+  return first;
+}
+
 void put_name(char (*names)[ALERT_NAME_SIZE], const char* name) {
   for (int i = 0; i < AL_SVRNAME_COUNT; ++i) {
     if (strcmp(names[i], name) == 0) return;
@@ -169,12 +183,30 @@ void CatchUp::count_end(const Step& before) {
   }
 }
 
-void CatchUp::new_pace() {
+void CatchUp::tick() {
   allowance_ = settings_.timing.batches_per_second;
+  recheck();
   if (waiting_ == 0) return;
   const uint32_t sequence = waiting_;
   waiting_ = 0;
   send_data_request(sequence);
+}
+
+// An alert that was given up while its receiver was just catching up, past that name already, would
+// stay a hole: nobody asks for it any more. So the logs are compared with each server in turn,
+// which costs a handful of datagrams when they are equal.
+void CatchUp::recheck() {
+  if (settings_.timing.recheck == 0) return;
+  if (g_sync_step != RESYN_END || new_server_list != nullptr) {
+    ticks_to_recheck_ = settings_.timing.recheck;
+    return;
+  }
+  if (--ticks_to_recheck_ > 0) return;
+  ticks_to_recheck_ = settings_.timing.recheck;
+  const ty_svrlist* next = next_server(rechecked_);
+  if (next == nullptr) return;
+  rechecked_ = next->svr_name;
+  static_cast<void>(add_to_server_list(&new_server_list, next));
 }
 
 // The library leaves data requests to its next retransmission, which is far too slow; they leave at

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "alert_msg.h"
 #include "alert_udp.h"
@@ -49,9 +50,9 @@ class CatchUp {
     uint32_t sequence_ = sequencenum;
   };
 
-  // A new second: as many data requests may leave as the settings allow for one. Sends the one that
-  // has waited for it.
-  void new_pace();
+  // A new second: as many data requests may leave as the settings allow for one; the one that has
+  // waited for it is sent. Now and then another server becomes due for a comparison.
+  void tick();
 
   const Counters& counters() const { return counters_; }
 
@@ -62,12 +63,15 @@ class CatchUp {
   void set_range();
   void next_name_or_peer();
   void send_data_request(uint32_t sequence);
+  void recheck();
 
   const Settings& settings_;
   const PeerBook& peers_;
   Counters counters_;
-  int allowance_ = 0;         // data requests that may still leave in this second
-  uint32_t waiting_ = 0;      // sequence of a data request that waits for the next second; 0: none
+  int allowance_ = 0;     // data requests that may still leave in this second
+  uint32_t waiting_ = 0;  // sequence of a data request that waits for the next second; 0: none
+  int ticks_to_recheck_ = 0;
+  std::string rechecked_;     // the server that was compared with last
   int standing_batches_ = 0;  // batches in a row that did not move the cursor
 };
 

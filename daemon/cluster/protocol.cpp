@@ -124,7 +124,7 @@ void Protocol::tick() {
     ding();
   }
   keep_stall_watch_patient();
-  catch_up_.new_pace();
+  catch_up_.tick();
   answer_flags();
   // What a catch-up has stored is not acknowledged to anybody, but should not wait long either.
   static_cast<void>(log_sync_->sync());
