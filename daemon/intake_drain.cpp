@@ -12,7 +12,7 @@
 
 #include "alert_log.h"
 #include "alert_msg.h"
-#include "alert_udp.h"
+#include "cluster/held_ids.h"
 #include "common/paths.h"
 #include "intake_line.h"
 #include "log.h"
@@ -42,12 +42,8 @@ void forward(const ALERT_RECORD_INFO& record) {
   static_cast<void>(recv_send_alert_msg(&msg, buffer.data(), "this server"));
 }
 
-void name_local_server(ALERT_RECORD_INFO* record) {
-  const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
-  if (alone || strcmp(record->szServer, local_svr->svr_name) == 0) return;
-  DAEMON_LOG(kNotable, "alert %u names the server %s: kept under this server's name",
-             record->alert_id, record->szServer);
-  snprintf(record->szServer, sizeof record->szServer, "%s", local_svr->svr_name);
+bool is_held(const ALERT_RECORD_INFO& record) {
+  return check_dup_alert(reinterpret_cast<const char*>(&record)) == 1;
 }
 
 }  // namespace
@@ -137,13 +133,13 @@ size_t IntakeDrain::take_line(const char* text, size_t left, bool at_file_end, b
 // False when the store failed.
 bool IntakeDrain::take_whole_line(const char* text) {
   ALERT_RECORD_INFO record = parse_line(text);
-  if (form_of(text) == LineForm::kNew) {
-    if (!stamp(&record)) return false;
-  } else if (record.alert_id <= current_alert_id()) {
+  const bool is_new = form_of(text) == LineForm::kNew;
+  if (!is_new && record.alert_id <= current_alert_id()) {
     // Stored before the last end; whether the others got it is not known.
-    if (check_dup_alert(reinterpret_cast<const char*>(&record)) == 1) forward(record);
+    if (is_held(record)) forward(record);
     return true;
   }
+  if (is_new && !stamp(&record)) return false;
   last_id_ = std::max(last_id_, record.alert_id);
   const Fate fate = store(&record);
   if (fate == Fate::kSetAside) {
@@ -152,9 +148,11 @@ bool IntakeDrain::take_whole_line(const char* text) {
   return fate == Fate::kDone;
 }
 
-// Stamps the line at drained_.
+// Gives the line at drained_ the next id that the log does not hold: with a log that was put back
+// from a copy, the ids behind its header's may have come back from the other servers.
 bool IntakeDrain::stamp(ALERT_RECORD_INFO* record) {
   record->alert_id = last_id_ + 1;
+  if (is_held(*record)) record->alert_id = std::max(highest_own_id(), record->alert_id) + 1;
   char column[kStampSize];
   format_stamp(column, record->alert_id);
   if (pwrite(locked_.get(), column, sizeof column, drained_) ==
@@ -170,7 +168,6 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
   if (check_string(record->szWriteTime) != 0) {
     get_current_localtime(record->szWriteTime, sizeof record->szWriteTime);
   }
-  name_local_server(record);
   if (record->alert_id > forwarded_id_) {
     if (hand_to_library(*record)) return Fate::kDone;
     // What a failed store has left behind the counted lines would cost the whole log.

@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "alert_udp.h"
+#include "log.h"
+
 namespace qel::daemon {
 
 namespace {
@@ -28,6 +31,16 @@ bool holds_decimal(const char* column) {
   return i > 0 && text_end(column, kStampSize) == i;
 }
 
+void keep_under_local_name(ALERT_RECORD_INFO* record) {
+  const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
+  if (alone || record->szServer[0] == '\0') return;
+  const char* local = local_svr->svr_name;
+  if (strcmp(record->szServer, local) == 0) return;
+  DAEMON_LOG(kNotable, "an alert names the server %s: kept under this server's name",
+             record->szServer);
+  take_text(record->szServer, local, strlen(local));
+}
+
 }  // namespace
 
 LineForm form_of(const char* text) {
@@ -46,6 +59,7 @@ ALERT_RECORD_INFO parse_line(const char* text) {
     take_text(field, text + column.begin, stop > column.begin ? stop - column.begin : 0);
     return true;
   });
+  keep_under_local_name(&record);
   return record;
 }
 

@@ -23,7 +23,9 @@ enum class LineForm { kNew, kStamped, kBroken };
 LineForm form_of(const char* text);
 
 // Cuts a line that is not broken into a record. A stamped line gives its stamp as alert id, a new
-// one 0, whatever id its program had put in; blank columns become empty texts.
+// one 0, whatever id its program had put in; blank columns become empty texts. Ids count for the
+// server that an alert names: where there are other servers, an alert that names one of them is
+// given this server's name, or its id would clash with one of theirs.
 ALERT_RECORD_INFO parse_line(const char* text);
 
 // Formats the stamp of kStampSize bytes.

@@ -173,6 +173,7 @@ int complete_interrupted_store() {
   header.isChanged = kAllChanged;
   if (write_numbers(log.get(), header) != 0) return -1;
   if (recreate_index_files() != 0) return -1;
+  RedoRecord::remove_left_over();
   return aim_header(log.get(), stamped);
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "common/paths.h"
@@ -59,6 +60,13 @@ std::optional<RedoRecord::Content> RedoRecord::left_over() {
   if (!file || pread(file.get(), &image, sizeof image, 0) != sizeof image) return std::nullopt;
   if (image.checksum != checksum_of(image.content)) return std::nullopt;
   return image.content;
+}
+
+void RedoRecord::remove_left_over() {
+  const Path path = store_path(kFile);
+  if (remove(path.text) != 0 && errno != ENOENT) {
+    DAEMON_LOG(kFailure, "removing %s failed: %s", path.text, strerror(errno));
+  }
 }
 
 }  // namespace qel::daemon

@@ -27,6 +27,8 @@ class RedoRecord {
 
   // What a killed daemon has left; nothing when it was killed at another time.
   static std::optional<Content> left_over();
+  // Once the log is mended: it must not be taken for that of a later kill.
+  static void remove_left_over();
 
  private:
   UniqueFd file_;

@@ -115,27 +115,29 @@ void CatchUp::ids_are_over() {
   const Step step(this);
   if (state == REQ_ALTID) {
     end_resynchronize(1);
-  } else if (sync_single_data.reply_svr[0] == '\0') {  // the peer holds nothing of that server
+  } else if (sync_single_data.reply_svr[0] == '\0' || !set_range()) {
+    // The peer holds nothing of that server, or nothing that this log would take.
     put_name(sync_single_svrname_list, sync_single_data.sync_svr);
     next_name_or_peer();
-  } else {
-    set_range();
-    if (request_single_data(&sync_single_data) < 0) end_resynchronize(1);
+  } else if (request_single_data(&sync_single_data) < 0) {
+    end_resynchronize(1);
   }
 }
 
 // From the first id that is missing here to the highest that the peer reported. A full log gets
 // nothing older than what it holds of the server: each older alert would overwrite a newer one.
-void CatchUp::set_range() {
+// False when nothing is left to fetch.
+bool CatchUp::set_range() {
   const uint32_t reported = sync_single_data.alert_id;
   const std::vector<HeldIds> held = read_held_ids();
   const HeldIds* ids = find_held(held, sync_single_data.sync_svr);
-  uint32_t first = 1;
-  if (ids != nullptr) {
-    first = ids->first_missing(log_is_full() ? std::max(ids->lowest(), 1U) : 1U);
-  }
+  uint32_t oldest = 1;
+  if (ids != nullptr && log_is_full()) oldest = std::max(ids->lowest(), oldest);
+  if (reported < oldest) return false;
+  const uint32_t first = ids != nullptr ? ids->first_missing(oldest) : oldest;
   sync_single_data.max_alert_id = reported;
   sync_single_data.alert_id = std::min(first, reported);
+  return true;
 }
 
 void CatchUp::next_name_or_peer() {
@@ -160,12 +162,14 @@ void CatchUp::watch_cursor(const al_sync_data& before) {
 void CatchUp::settle(const Step& before) {
   const bool asked = sequencenum != before.sequence_;
   if (before.state_ == REQ_DATA && g_sync_step == REQ_DATA && asked) watch_cursor(before.cursor_);
+  const bool asked_names = asked && g_sync_step == REQ_NAME;  // a new run
   const bool ended = before.state_ != RESYN_END && g_sync_step == RESYN_END;
   // An expired data request sets the state and nothing else.
   if (ended && check_newsvr_flag == 0) end_resynchronize(1);
   count_end(before);
+  if (ended || asked_names) standing_batches_ = 0;
   if (ended || (asked && g_sync_step == RESYN_END)) drop_requests_but(0);
-  if (asked && g_sync_step == REQ_NAME) drop_requests_but(last_sequence());
+  if (asked_names) drop_requests_but(last_sequence());
   if (asked && g_sync_step == REQ_DATA) {
     waiting_ = 0;
     send_data_request(last_sequence());
@@ -207,6 +211,14 @@ void CatchUp::recheck() {
   if (next == nullptr) return;
   rechecked_ = next->svr_name;
   static_cast<void>(add_to_server_list(&new_server_list, next));
+}
+
+// Lists of servers were made anew; that may have ended the run.
+void CatchUp::servers_changed(bool was_running) {
+  if (!was_running || g_sync_step != RESYN_END) return;
+  ++counters_.given_up;
+  standing_batches_ = 0;
+  drop_requests_but(0);
 }
 
 // The library leaves data requests to its next retransmission, which is far too slow; they leave at

@@ -50,6 +50,9 @@ class CatchUp {
     uint32_t sequence_ = sequencenum;
   };
 
+  // After a change of the servers; `was_running` tells of the time before it.
+  void servers_changed(bool was_running);
+
   // A new second: as many data requests may leave as the settings allow for one; the one that has
   // waited for it is sent. Now and then another server becomes due for a comparison.
   void tick();
@@ -60,7 +63,7 @@ class CatchUp {
   void settle(const Step& before);
   void count_end(const Step& before);
   void watch_cursor(const al_sync_data& before);
-  void set_range();
+  bool set_range();
   void next_name_or_peer();
   void send_data_request(uint32_t sequence);
   void recheck();

@@ -7,6 +7,7 @@
 
 #include "alert_index/layout.h"
 #include "alert_log.h"
+#include "alert_udp.h"
 #include "log.h"
 #include "unique_fd.h"
 
@@ -84,6 +85,12 @@ const HeldIds* find_held(const std::vector<HeldIds>& held, const std::string& se
   const auto found = std::find_if(held.begin(), held.end(),
                                   [&](const HeldIds& ids) { return ids.server == server; });
   return found == held.end() ? nullptr : &*found;
+}
+
+uint32_t highest_own_id() {
+  const std::vector<HeldIds> held = read_held_ids();
+  const HeldIds* own = local_svr != nullptr ? find_held(held, local_svr->svr_name) : nullptr;
+  return own != nullptr ? own->highest() : 0;
 }
 
 }  // namespace qel::daemon

@@ -33,4 +33,7 @@ std::vector<HeldIds> read_held_ids();
 // The entry of a server; null when nothing is held of it.
 const HeldIds* find_held(const std::vector<HeldIds>& held, const std::string& server);
 
+// The highest id that the log holds of this server's own alerts; 0 without one.
+uint32_t highest_own_id();
+
 }  // namespace qel::daemon

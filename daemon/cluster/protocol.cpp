@@ -1,13 +1,16 @@
 #include "cluster/protocol.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <utility>
 
 #include "alert_config.h"
 #include "alert_msg.h"
 #include "alert_msg/servers.h"
 #include "cluster/handlers.h"
+#include "cluster/held_ids.h"
 #include "log.h"
+#include "log_header.h"
 #include "recovery.h"
 
 namespace qel::daemon {
@@ -50,10 +53,22 @@ void Protocol::prepare() {
   start_write_local_logfile = 0;
 }
 
-void Protocol::start() {
+void Protocol::start(bool unclean) {
   const bool made_anew = start_count_time_for_maxalertid_localserver != 0;
-  start_write_local_logfile = made_anew ? 0 : 1;
+  const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
+  wait_for_all_ = made_anew;
+  start_write_local_logfile = made_anew || (unclean && !alone) ? 0 : 1;
+  if (!made_anew) ask_own_id();
   catch_up_.begin();
+}
+
+// A loss of power may have taken the last ids from this log, but not from the others; so may
+// whoever has put back a copy of it.
+void Protocol::ask_own_id() {
+  al_sync_data question = {};
+  snprintf(question.sync_svr, sizeof question.sync_svr, "%s", local_svr->svr_name);
+  static_cast<void>(request_max_alertid_localserver(&question));
+  start_count_time_for_maxalertid_localserver = 1;
 }
 
 // What is outstanding to a server whose addresses changed goes to the old ones and will be lost: it
@@ -61,8 +76,9 @@ void Protocol::start() {
 bool Protocol::change_servers(const std::vector<ServerEntry>& servers,
                               const std::string& local_name, MembershipChange* change,
                               std::string* error) {
-  const CatchUp::Step step(&catch_up_);
+  const bool was_running = g_sync_step != RESYN_END;
   if (!install_servers(servers, local_name, change, error)) return false;
+  catch_up_.servers_changed(was_running);
   for (const std::string& name : change->changed) {
     const ty_svrlist* server = find_server_by_name(server_list_head, name.c_str());
     if (server == nullptr || find_server_by_name(servers_not_reply, name.c_str()) != nullptr) {
@@ -153,19 +169,20 @@ void Protocol::drop_expired() {
   peers_.count_given_up(alerts);
 }
 
-// Writing may start when every other server has told its highest id of this one, or was given up:
-// an id that is given twice would cost an alert on every server that holds the first.
+// With a new log, writing may start when every other server has told its highest id of this one, or
+// was given up: an id that is given twice would cost an alert on every server that holds the first.
 void Protocol::adopt_own_id() {
-  if (start_write_local_logfile == 0 && own_id_is_asked_for()) {
+  if (start_write_local_logfile == 0 && wait_for_all_ && own_id_is_asked_for()) {
     start_count_time_for_maxalertid_localserver = 1;
     return;
   }
-  if (keep_alert_id(max_alertid_localserver) != 0) {
+  if (keep_alert_id(std::max(max_alertid_localserver, highest_own_id())) != 0) {
     get_maxalertid_localserver_now = 1;  // with the next tick
     return;
   }
-  DAEMON_LOG(kNotable, "alert ids of this server go on after %u", max_alertid_localserver);
+  DAEMON_LOG(kNotable, "alert ids of this server go on after %u", current_alert_id());
   start_write_local_logfile = 1;
+  wait_for_all_ = true;
 }
 
 void Protocol::report_refusals() {

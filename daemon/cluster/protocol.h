@@ -45,9 +45,10 @@ class Protocol {
 
   // Before the library opens the log, with the lists of servers installed.
   static void prepare();
-  // After that. A log that was made anew has the other servers asked for this server's highest id
-  // first; any other may be written at once.
-  void start();
+  // After that. The other servers are asked for this server's highest id. A log that was made anew
+  // is not written before all of them have answered or were given up; after an unclean end it waits
+  // a moment for them; any other may be written at once.
+  void start(bool unclean);
 
   // As install_servers, on a running daemon.
   bool change_servers(const std::vector<ServerEntry>& servers, const std::string& local_name,
@@ -70,6 +71,7 @@ class Protocol {
   void hand_in(const Datagram& datagram);
   void answer_flags();
   void drop_expired();
+  void ask_own_id();
   void adopt_own_id();
   void report_refusals();
 
@@ -80,6 +82,7 @@ class Protocol {
   CatchUp catch_up_;
   RemoteAlerts remote_;
   std::vector<const Datagram*> stored_;  // alerts to be handed in once they are on the disk
+  bool wait_for_all_ = true;             // answers about the own id; for logs that are made anew
   uint64_t reported_refusals_ = 0;
   int ticks_to_report_ = 0;
   std::string last_refused_;

@@ -7,10 +7,23 @@
 
 #include "alert_log.h"
 #include "alert_msg.h"
+#include "alert_udp.h"
 #include "log.h"
 #include "recovery.h"
 
 namespace qel::daemon {
+
+namespace {
+
+// An own alert that comes back from the others had been lost here: its id must not be given again.
+void note_own_id(const ALERT_RECORD_INFO& record) {
+  if (local_svr == nullptr || strcmp(record.szServer, local_svr->svr_name) != 0) return;
+  if (record.alert_id <= max_alertid_localserver) return;
+  max_alertid_localserver = record.alert_id;
+  get_maxalertid_localserver_now = 1;
+}
+
+}  // namespace
 
 bool RemoteAlerts::store(const Datagram& datagram) {
   const al_msg_header head = header_of(datagram);
@@ -26,27 +39,30 @@ bool RemoteAlerts::store(const Datagram& datagram) {
 }
 
 bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sender) {
-  const char* image = reinterpret_cast<const char*>(&record);
-  const int duplicate = check_dup_alert(image);
+  const int duplicate = check_dup_alert(reinterpret_cast<const char*>(&record));
   if (duplicate != 0) return duplicate == 1;
-  if (!write(record)) {
+  const int result = write(record);
+  if (result < 0) {
     DAEMON_LOG(kMinor, "alert %u of %s from %s could not be stored", record.alert_id,
                record.szServer, sender);
     cut_surplus_line();
     return false;
   }
+  if (result > 0) return true;  // no store will ever take it: the library acknowledges it
   DAEMON_LOG(kDetail, "alert %u of %s from %s", record.alert_id, record.szServer, sender);
   ++stored_;
   unannounced_ = true;
   log_sync_->mark();
+  note_own_id(record);
   return true;
 }
 
-bool RemoteAlerts::write(const ALERT_RECORD_INFO& record) {
-  if (!redo_.keep(record)) return false;
+// 0 stored, above 0 not storable, below 0 failed.
+int RemoteAlerts::write(const ALERT_RECORD_INFO& record) {
+  if (!redo_.keep(record)) return -1;
   const int result = udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 0);
   redo_.forget();
-  return result >= 0;
+  return result;
 }
 
 void RemoteAlerts::announce() {

@@ -32,7 +32,7 @@ class RemoteAlerts {
 
  private:
   bool store_record(const ALERT_RECORD_INFO& record, const char* sender);
-  bool write(const ALERT_RECORD_INFO& record);
+  int write(const ALERT_RECORD_INFO& record);
 
   LogSync* log_sync_;
   RedoRecord redo_;
