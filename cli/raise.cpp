@@ -147,7 +147,8 @@ Action define_raise(CLI::App& app) {
       ->required();
   add_level_option(app, options->level, "Level");
   add_text_option(app, "-s,--server", options->server, text_limit(kNoAlert.szServer),
-                  "Server that it concerns (default: this one)");
+                  "Server that it concerns (default: this one; a server with peers keeps its\n"
+                  "alerts under its own name)");
   app.add_option("--time", options->time,
                  "Local time of the event, YYYY/MM/DD HH:MM:SS[.mmm] (default: now)")
       ->type_name("TIME")

@@ -14,6 +14,7 @@
 #include "alert_msg.h"
 #include "cluster/held_ids.h"
 #include "common/paths.h"
+#include "index_check.h"
 #include "intake_line.h"
 #include "log.h"
 #include "log_header.h"
@@ -40,10 +41,6 @@ void forward(const ALERT_RECORD_INFO& record) {
   head.data_len = ALERT_RECORD_SIZE;
   al_msg msg = {&head, nullptr, nullptr};
   static_cast<void>(recv_send_alert_msg(&msg, buffer.data(), "this server"));
-}
-
-bool is_held(const ALERT_RECORD_INFO& record) {
-  return check_dup_alert(reinterpret_cast<const char*>(&record)) == 1;
 }
 
 }  // namespace
@@ -136,23 +133,25 @@ bool IntakeDrain::take_whole_line(const char* text) {
   const bool is_new = form_of(text) == LineForm::kNew;
   if (!is_new && record.alert_id <= current_alert_id()) {
     // Stored before the last end; whether the others got it is not known.
-    if (is_held(record)) forward(record);
+    if (look_up(record) == Held::kYes) forward(record);
     return true;
   }
   if (is_new && !stamp(&record)) return false;
-  last_id_ = std::max(last_id_, record.alert_id);
-  const Fate fate = store(&record);
+  Fate fate = store(&record, is_new);
+  if (fate == Fate::kClash) {
+    last_id_ = std::max(last_id_, highest_own_id());
+    if (!stamp(&record)) return false;
+    fate = store(&record, is_new);
+  }
   if (fate == Fate::kSetAside) {
     return set_aside({text, kIntakeLine}, "a text that it needs is blank");
   }
   return fate == Fate::kDone;
 }
 
-// Gives the line at drained_ the next id that the log does not hold: with a log that was put back
-// from a copy, the ids behind its header's may have come back from the other servers.
+// Gives the next id to the line at drained_.
 bool IntakeDrain::stamp(ALERT_RECORD_INFO* record) {
   record->alert_id = last_id_ + 1;
-  if (is_held(*record)) record->alert_id = std::max(highest_own_id(), record->alert_id) + 1;
   char column[kStampSize];
   format_stamp(column, record->alert_id);
   if (pwrite(locked_.get(), column, sizeof column, drained_) ==
@@ -163,7 +162,8 @@ bool IntakeDrain::stamp(ALERT_RECORD_INFO* record) {
   return false;
 }
 
-IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
+IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record, bool is_new) {
+  last_id_ = std::max(last_id_, record->alert_id);
   if (check_alert_record_info(record) != 0) return Fate::kSetAside;
   if (check_string(record->szWriteTime) != 0) {
     get_current_localtime(record->szWriteTime, sizeof record->szWriteTime);
@@ -172,6 +172,9 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
     if (hand_to_library(*record)) return Fate::kDone;
     // What a failed store has left behind the counted lines would cost the whole log.
     cut_surplus_line();
+    // An id that was just given: somebody has put back an old log, and the alert of that id has
+    // come back from the other servers.
+    if (is_new && look_up(*record) == Held::kYes) return Fate::kClash;
   }
   if (store_only(*record)) return Fate::kDone;
   cut_surplus_line();
@@ -189,14 +192,9 @@ bool IntakeDrain::hand_to_library(const ALERT_RECORD_INFO& record) {
 }
 
 bool IntakeDrain::store_only(const ALERT_RECORD_INFO& record) {
-  const char* image = reinterpret_cast<const char*>(&record);
-  int duplicate = check_dup_alert(image);
-  if (duplicate < 0) {  // an index that cannot be read would hold up the intake for good
-    DAEMON_LOG(kNotable, "the indexes are built again");
-    if (recreate_index_files() == 0) duplicate = check_dup_alert(image);
-  }
-  if (duplicate == 1) return true;
-  if (duplicate != 0 || udp_write_disk(image, sizeof record, 1) != 0) return false;
+  const Held held = look_up(record);
+  if (held != Held::kNo) return held == Held::kYes;
+  if (udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 1) != 0) return false;
   ++counters_.stored;
   log_sync_->mark();
   if (semevt_set_alert() != 0) DAEMON_LOG(kMinor, "raising the new-alert event failed");

@@ -16,6 +16,7 @@
 #include "alert_log/layout.h"
 #include "alert_udp.h"
 #include "common/paths.h"
+#include "index_check.h"
 #include "intake_line.h"
 #include "log.h"
 #include "redo_record.h"
@@ -110,17 +111,6 @@ uint32_t highest_local_id(uint32_t count) {
     }
   }
   return highest;
-}
-
-// Whether an index, if it exists, holds `count` entries and nothing else.
-bool index_fits(int idxtype, uint32_t count) {
-  const UniqueFd index(open(store_path(idx_name[idxtype]).text, O_RDONLY | O_CLOEXEC));
-  if (!index) return true;
-  struct stat status;
-  INDEX_HEADER header = {};
-  return fstat(index.get(), &status) == 0 &&
-         status.st_size == index_offset(idxtype, static_cast<int>(count)) &&
-         read_index_header(index.get(), &header) == 0 && header.nCurCount == count;
 }
 
 int aim_header(int fd, const std::vector<ALERT_RECORD_INFO>& stamped) {

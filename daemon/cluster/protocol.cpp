@@ -57,6 +57,7 @@ void Protocol::start(bool unclean) {
   const bool made_anew = start_count_time_for_maxalertid_localserver != 0;
   const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
   wait_for_all_ = made_anew;
+  static_cast<void>(keep_alert_id(highest_own_id()));  // tried again when the others have answered
   start_write_local_logfile = made_anew || (unclean && !alone) ? 0 : 1;
   if (!made_anew) ask_own_id();
   catch_up_.begin();

@@ -8,6 +8,7 @@
 #include "alert_log.h"
 #include "alert_msg.h"
 #include "alert_udp.h"
+#include "index_check.h"
 #include "log.h"
 #include "recovery.h"
 
@@ -39,8 +40,8 @@ bool RemoteAlerts::store(const Datagram& datagram) {
 }
 
 bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sender) {
-  const int duplicate = check_dup_alert(reinterpret_cast<const char*>(&record));
-  if (duplicate != 0) return duplicate == 1;
+  const Held held = look_up(record);
+  if (held != Held::kNo) return held == Held::kYes;
   const int result = write(record);
   if (result < 0) {
     DAEMON_LOG(kMinor, "alert %u of %s from %s could not be stored", record.alert_id,

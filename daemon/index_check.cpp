@@ -1,0 +1,49 @@
+#include "index_check.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "alert_index/layout.h"
+#include "alert_log.h"
+#include "common/paths.h"
+#include "log.h"
+#include "log_header.h"
+#include "unique_fd.h"
+
+namespace qel::daemon {
+
+namespace {
+
+Held ask_index(const ALERT_RECORD_INFO& record) {
+  const int duplicate = check_dup_alert(reinterpret_cast<const char*>(&record));
+  if (duplicate == 1) return Held::kYes;
+  if (duplicate != 0) return Held::kUnknown;
+  const auto header = read_log_header();
+  const bool whole = header && index_fits(kServerIdIndex, header->nCurCount);
+  return whole ? Held::kNo : Held::kUnknown;
+}
+
+}  // namespace
+
+bool index_fits(int idxtype, uint32_t count) {
+  const UniqueFd index(open(store_path(idx_name[idxtype]).text, O_RDONLY | O_CLOEXEC));
+  if (!index) return true;
+  struct stat status;
+  INDEX_HEADER header = {};
+  return fstat(index.get(), &status) == 0 &&
+         status.st_size == index_offset(idxtype, static_cast<int>(count)) &&
+         read_index_header(index.get(), &header) == 0 && header.nCurCount == count;
+}
+
+Held look_up(const ALERT_RECORD_INFO& record) {
+  const Held held = ask_index(record);
+  if (held != Held::kUnknown) return held;
+  DAEMON_LOG(kNotable, "%s does not fit the alert log and is built again",
+             idx_name[kServerIdIndex]);
+  remove(store_path(idx_name[kServerIdIndex]).text);
+  return ask_index(record);
+}
+
+}  // namespace qel::daemon
