@@ -130,7 +130,7 @@ bool Daemon::open_store(std::string* error) {
              " cannot be opened; the diagnostic log says why";
     return false;
   }
-  protocol_.start(unclean);
+  protocol_.start();
   return true;
 }
 

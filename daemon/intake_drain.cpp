@@ -43,6 +43,19 @@ void forward(const ALERT_RECORD_INFO& record) {
   static_cast<void>(recv_send_alert_msg(&msg, buffer.data(), "this server"));
 }
 
+// Whether what the log holds under the id of this alert is this alert.
+bool is_the_held_one(const ALERT_RECORD_INFO& record) {
+  std::array<char, AL_DATA_SLOT_SIZE> slot = {};
+  int count = 1;
+  ALERT_RECORD_INFO held;
+  if (get_alert_log(record.szServer, record.alert_id, &count, slot.data()) != 0 || count != 1) {
+    return false;
+  }
+  memcpy(&held, slot.data(), sizeof held);
+  return held.alert_id == record.alert_id && strcmp(held.szServerTime, record.szServerTime) == 0 &&
+         strcmp(held.szAlertMessage, record.szAlertMessage) == 0;
+}
+
 }  // namespace
 
 int64_t IntakeDrain::waiting_bytes() const {
@@ -137,11 +150,11 @@ bool IntakeDrain::take_whole_line(const char* text) {
     return true;
   }
   if (is_new && !stamp(&record)) return false;
-  Fate fate = store(&record, is_new);
+  Fate fate = store(&record);
   if (fate == Fate::kClash) {
     last_id_ = std::max(last_id_, highest_own_id());
     if (!stamp(&record)) return false;
-    fate = store(&record, is_new);
+    fate = store(&record);
   }
   if (fate == Fate::kSetAside) {
     return set_aside({text, kIntakeLine}, "a text that it needs is blank");
@@ -162,7 +175,7 @@ bool IntakeDrain::stamp(ALERT_RECORD_INFO* record) {
   return false;
 }
 
-IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record, bool is_new) {
+IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
   last_id_ = std::max(last_id_, record->alert_id);
   if (check_alert_record_info(record) != 0) return Fate::kSetAside;
   if (check_string(record->szWriteTime) != 0) {
@@ -172,11 +185,14 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record, bool is_new) {
     if (hand_to_library(*record)) return Fate::kDone;
     // What a failed store has left behind the counted lines would cost the whole log.
     cut_surplus_line();
-    // An id that was just given: somebody has put back an old log, and the alert of that id has
-    // come back from the other servers.
-    if (is_new && look_up(*record) == Held::kYes) return Fate::kClash;
   }
-  if (store_only(*record)) return Fate::kDone;
+  const Held held = look_up(*record);
+  if (held == Held::kYes && is_the_held_one(*record)) {
+    return keep_alert_id(record->alert_id) == 0 ? Fate::kDone : Fate::kRetry;
+  }
+  // Somebody has put back an old log, and the alert of that id has come back from the others.
+  if (held == Held::kYes) return Fate::kClash;
+  if (held == Held::kNo && store_only(*record)) return Fate::kDone;
   cut_surplus_line();
   return Fate::kRetry;
 }
@@ -192,8 +208,6 @@ bool IntakeDrain::hand_to_library(const ALERT_RECORD_INFO& record) {
 }
 
 bool IntakeDrain::store_only(const ALERT_RECORD_INFO& record) {
-  const Held held = look_up(record);
-  if (held != Held::kNo) return held == Held::kYes;
   if (udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 1) != 0) return false;
   ++counters_.stored;
   log_sync_->mark();

@@ -24,6 +24,16 @@ bool holds_stamp(const char* column) {
   return true;
 }
 
+// A kill can tear even the write of a stamp: its head stands before the rest of the decimal id
+// then.
+bool holds_torn_stamp(const char* column) {
+  if (column[0] != kStampMark) return false;
+  for (size_t i = 1; i < kStampSize; ++i) {
+    if (column[i] != ' ' && isxdigit(static_cast<unsigned char>(column[i])) == 0) return false;
+  }
+  return true;
+}
+
 // Decimal digits, at least one, then blanks.
 bool holds_decimal(const char* column) {
   size_t i = 0;
@@ -46,7 +56,8 @@ void keep_under_local_name(ALERT_RECORD_INFO* record) {
 LineForm form_of(const char* text) {
   if (text[kIntakeLine - 1] != '\n') return LineForm::kBroken;
   if (holds_stamp(text)) return LineForm::kStamped;
-  return holds_decimal(text) ? LineForm::kNew : LineForm::kBroken;
+  const bool unstamped = holds_decimal(text) || holds_torn_stamp(text);
+  return unstamped ? LineForm::kNew : LineForm::kBroken;
 }
 
 ALERT_RECORD_INFO parse_line(const char* text) {

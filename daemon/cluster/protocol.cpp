@@ -53,13 +53,13 @@ void Protocol::prepare() {
   start_write_local_logfile = 0;
 }
 
-void Protocol::start(bool unclean) {
+void Protocol::start() {
   const bool made_anew = start_count_time_for_maxalertid_localserver != 0;
   const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
   wait_for_all_ = made_anew;
   static_cast<void>(keep_alert_id(highest_own_id()));  // tried again when the others have answered
-  start_write_local_logfile = made_anew || (unclean && !alone) ? 0 : 1;
-  if (!made_anew) ask_own_id();
+  start_write_local_logfile = alone && !made_anew ? 1 : 0;
+  if (!made_anew && !alone) ask_own_id();
   catch_up_.begin();
 }
 
@@ -105,7 +105,9 @@ void Protocol::receive(const Datagram* datagrams, size_t count) {
     }
   }
   if (!stored_.empty() && log_sync_->sync()) {
-    for (const Datagram* datagram : stored_) hand_in(*datagram);
+    for (const Datagram* datagram : stored_) {
+      if (RemoteAlerts::holds(*datagram)) hand_in(*datagram);
+    }
   }
   remote_.announce();
 }
@@ -121,18 +123,29 @@ void Protocol::dispatch(const Datagram& datagram) {
   ++counters_.received[message_name(type)];
   if (type == AL_MSGTYPE_SYNC_SEND_ALERT) {
     if (remote_.store(datagram)) stored_.push_back(&datagram);
-  } else if (type != AL_MSGTYPE_SYNC_REPLY_DATA || remote_.store(datagram)) {
+  } else if (type != AL_MSGTYPE_SYNC_REPLY_DATA ||
+             (remote_.store(datagram) && RemoteAlerts::holds(datagram))) {
     hand_in(datagram);
   }
 }
 
 void Protocol::hand_in(const Datagram& datagram) {
-  if (!moves_resync(header_of(datagram).msg_type)) {
+  const uint32_t type = header_of(datagram).msg_type;
+  if (!moves_resync(type)) {
     handle(datagram);
+    if (type == AL_MSGTYPE_SYNC_REPLY_MAX_ALERT_ID) write_when_all_have_told();
     return;
   }
   const CatchUp::Step step(&catch_up_);
   handle(datagram);
+}
+
+// Before the wait is over, when nobody is left to wait for.
+void Protocol::write_when_all_have_told() {
+  if (start_write_local_logfile != 0 || own_id_is_asked_for()) return;
+  start_count_time_for_maxalertid_localserver = 0;
+  adopt_own_id();
+  if (start_write_local_logfile != 0) host_->drain_intake();
 }
 
 void Protocol::tick() {

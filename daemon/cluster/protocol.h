@@ -45,10 +45,10 @@ class Protocol {
 
   // Before the library opens the log, with the lists of servers installed.
   static void prepare();
-  // After that. The other servers are asked for this server's highest id. A log that was made anew
-  // is not written before all of them have answered or were given up; after an unclean end it waits
-  // a moment for them; any other may be written at once.
-  void start(bool unclean);
+  // After that. Where there are other servers, they are asked for this server's highest id, and the
+  // log takes no local alerts before they have answered: for a moment at most, or, when it was made
+  // anew, until each of them has answered or was given up.
+  void start();
 
   // As install_servers, on a running daemon.
   bool change_servers(const std::vector<ServerEntry>& servers, const std::string& local_name,
@@ -72,6 +72,7 @@ class Protocol {
   void answer_flags();
   void drop_expired();
   void ask_own_id();
+  void write_when_all_have_told();
   void adopt_own_id();
   void report_refusals();
 

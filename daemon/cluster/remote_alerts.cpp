@@ -16,6 +16,22 @@ namespace qel::daemon {
 
 namespace {
 
+size_t record_count(const Datagram& datagram) {
+  const al_msg_header head = header_of(datagram);
+  return head.msg_type == AL_MSGTYPE_SYNC_SEND_ALERT ? 1 : head.reserve1;
+}
+
+// The codec has not seen the datagram yet: its numbers are in network order.
+ALERT_RECORD_INFO record_at(const Datagram& datagram, size_t i) {
+  ALERT_RECORD_INFO record;
+  memcpy(&record, datagram.bytes + AL_MSG_HEADER_SIZE + i * AL_DATA_SLOT_SIZE, sizeof record);
+  record.alert_id = ntohl(record.alert_id);
+  return record;
+}
+
+// One that is not is acknowledged all the same: no store will ever take it.
+bool is_storable(ALERT_RECORD_INFO record) { return check_alert_record_info(&record) == 0; }
+
 // An own alert that comes back from the others had been lost here: its id must not be given again.
 void note_own_id(const ALERT_RECORD_INFO& record) {
   if (local_svr == nullptr || strcmp(record.szServer, local_svr->svr_name) != 0) return;
@@ -27,14 +43,16 @@ void note_own_id(const ALERT_RECORD_INFO& record) {
 }  // namespace
 
 bool RemoteAlerts::store(const Datagram& datagram) {
-  const al_msg_header head = header_of(datagram);
-  const bool single = head.msg_type == AL_MSGTYPE_SYNC_SEND_ALERT;
-  const size_t count = single ? 1 : head.reserve1;
-  for (size_t i = 0; i < count; ++i) {
-    ALERT_RECORD_INFO record;
-    memcpy(&record, datagram.bytes + sizeof head + i * AL_DATA_SLOT_SIZE, sizeof record);
-    record.alert_id = ntohl(record.alert_id);  // the codec has not seen it yet
-    if (!store_record(record, datagram.sender)) return false;
+  for (size_t i = 0; i < record_count(datagram); ++i) {
+    if (!store_record(record_at(datagram, i), datagram.sender)) return false;
+  }
+  return true;
+}
+
+bool RemoteAlerts::holds(const Datagram& datagram) {
+  for (size_t i = 0; i < record_count(datagram); ++i) {
+    const ALERT_RECORD_INFO record = record_at(datagram, i);
+    if (is_storable(record) && look_up(record) != Held::kYes) return false;
   }
   return true;
 }
@@ -49,7 +67,7 @@ bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sen
     cut_surplus_line();
     return false;
   }
-  if (result > 0) return true;  // no store will ever take it: the library acknowledges it
+  if (result > 0) return true;  // not storable
   DAEMON_LOG(kDetail, "alert %u of %s from %s", record.alert_id, record.szServer, sender);
   ++stored_;
   unannounced_ = true;

@@ -25,6 +25,10 @@ class RemoteAlerts {
   // when the log holds all of them.
   bool store(const Datagram& datagram);
 
+  // Whether the log holds every alert of the datagram by what its index says now. The library asks
+  // that index again: it must not find one there that a full disk has left half built since.
+  static bool holds(const Datagram& datagram);
+
   // Tells the programs that wait for it that alerts were stored.
   void announce();
 
