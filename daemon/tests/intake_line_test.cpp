@@ -31,11 +31,21 @@ TEST(LineFormTest, XWithEightHexDigitsAndABlankIsAStampedLine) {
 }
 
 TEST(LineFormTest, AnyOtherIdColumnIsBroken) {
-  for (const char* column :
-       {"          ", " 1        ", "1 1       ", "1x        ", "x0000002A1", "x000002A  ",
-        "x0000000G ", "X0000002A ", "-1        ", "\n1        "}) {
+  for (const char* column : {"          ", " 1        ", "1 1       ", "1x        ", "x0000000G ",
+                             "xx        ", "X0000002A ", "-1        ", "\n1        "}) {
     EXPECT_EQ(LineForm::kBroken, form_of(with_id_column(column).c_str())) << column;
   }
+}
+
+// A kill between two pages of the file: nothing was done under a stamp that is not there whole.
+TEST(LineFormTest, StampThatWasTornByAKillLeavesTheLineNew) {
+  const std::string stamp = "x0000002A ";
+  for (size_t written = 1; written < 9; ++written) {
+    const std::string column = stamp.substr(0, written) + std::string("0         ").substr(written);
+    EXPECT_EQ(LineForm::kNew, form_of(with_id_column(column.c_str()).c_str())) << column;
+    EXPECT_EQ(0U, parse_line(with_id_column(column.c_str()).c_str()).alert_id) << column;
+  }
+  EXPECT_EQ(LineForm::kNew, form_of(with_id_column("x0000002A1").c_str()));
 }
 
 TEST(LineFormTest, LineWithoutItsEndIsBroken) {
