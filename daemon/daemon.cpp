@@ -16,6 +16,7 @@
 #include "alert_msg.h"
 #include "cluster/membership.h"
 #include "common/paths.h"
+#include "index_check.h"
 #include "log.h"
 #include "log_header.h"
 #include "recovery.h"

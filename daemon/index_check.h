@@ -1,14 +1,13 @@
 // Whether the indexes can be believed.
 #pragma once
 
-#include <cstdint>
-
 #include "alert_types.h"
 
 namespace qel::daemon {
 
-// Whether an index, if it exists, holds `count` entries and nothing else.
-bool index_fits(int idxtype, uint32_t count);
+// Builds the indexes again when one of them has another size than its entries take, or another
+// count than the log: lookups trust them. Missing ones are left to their next open.
+void mend_indexes();
 
 enum class Held { kNo, kYes, kUnknown };
 

@@ -167,19 +167,6 @@ int complete_interrupted_store() {
   return aim_header(log.get(), stamped);
 }
 
-void mend_indexes() {
-  const UniqueFd log(open_file(alt_name_only, O_RDWR));
-  ALERT_FILE_HEADER header = {};
-  if (!log || read_alert_header(log.get(), &header) != 0) return;
-  bool fit = true;
-  for (int type = 0; type < ALERT_INDEX_COUNT; ++type) {
-    fit = fit && index_fits(type, header.nCurCount);
-  }
-  if (fit) return;
-  DAEMON_LOG(kNotable, "the indexes do not fit the alert log and are built again");
-  if (recreate_index_files() != 0) DAEMON_LOG(kFailure, "the indexes could not be built");
-}
-
 int keep_alert_id(uint32_t alert_id) {
   const UniqueFd log(open_file(alt_name_only, O_RDWR));
   ALERT_FILE_HEADER header = {};

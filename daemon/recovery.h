@@ -24,10 +24,6 @@ void cut_surplus_line();
 // After the library has opened the log and before the intake is drained. 0 or -1 (logged).
 int complete_interrupted_store();
 
-// Builds the indexes again when one of them has another size than its entries take, or another
-// count than the log: lookups trust them. Missing ones are left to their next open.
-void mend_indexes();
-
 // Ids are never given twice: the header of the log holds at least `alert_id` from now on. A shrunk
 // log, for one, counts only the ids that it has kept. 0 or -1 (logged).
 int keep_alert_id(uint32_t alert_id);

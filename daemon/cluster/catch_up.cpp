@@ -146,10 +146,11 @@ void CatchUp::next_name_or_peer() {
   if (result == 1) static_cast<void>(sync_other_new_server());
 }
 
-// A record that cannot be stored, or a peer that lies, would have the same batch fetched for ever.
+// A record that cannot be stored, or a peer that lies, would have the same batches fetched for
+// ever.
 void CatchUp::watch_cursor(const al_sync_data& before) {
   const bool stood = strcmp(before.sync_svr, sync_single_data.sync_svr) == 0 &&
-                     before.alert_id == sync_single_data.alert_id;
+                     sync_single_data.alert_id <= before.alert_id;
   standing_batches_ = stood ? standing_batches_ + 1 : 0;
   if (standing_batches_ < kStandingMax) return;
   standing_batches_ = 0;

@@ -105,9 +105,7 @@ void Protocol::receive(const Datagram* datagrams, size_t count) {
     }
   }
   if (!stored_.empty() && log_sync_->sync()) {
-    for (const Datagram* datagram : stored_) {
-      if (RemoteAlerts::holds(*datagram)) hand_in(*datagram);
-    }
+    for (const Datagram* datagram : stored_) hand_in(*datagram);
   }
   remote_.announce();
 }
@@ -124,7 +122,7 @@ void Protocol::dispatch(const Datagram& datagram) {
   if (type == AL_MSGTYPE_SYNC_SEND_ALERT) {
     if (remote_.store(datagram)) stored_.push_back(&datagram);
   } else if (type != AL_MSGTYPE_SYNC_REPLY_DATA ||
-             (remote_.store(datagram) && RemoteAlerts::holds(datagram))) {
+             (remote_.store(datagram) && RemoteAlerts::can_be_told(datagram))) {
     hand_in(datagram);
   }
 }

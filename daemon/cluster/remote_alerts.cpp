@@ -29,9 +29,6 @@ ALERT_RECORD_INFO record_at(const Datagram& datagram, size_t i) {
   return record;
 }
 
-// One that is not is acknowledged all the same: no store will ever take it.
-bool is_storable(ALERT_RECORD_INFO record) { return check_alert_record_info(&record) == 0; }
-
 // An own alert that comes back from the others had been lost here: its id must not be given again.
 void note_own_id(const ALERT_RECORD_INFO& record) {
   if (local_svr == nullptr || strcmp(record.szServer, local_svr->svr_name) != 0) return;
@@ -49,12 +46,8 @@ bool RemoteAlerts::store(const Datagram& datagram) {
   return true;
 }
 
-bool RemoteAlerts::holds(const Datagram& datagram) {
-  for (size_t i = 0; i < record_count(datagram); ++i) {
-    const ALERT_RECORD_INFO record = record_at(datagram, i);
-    if (is_storable(record) && look_up(record) != Held::kYes) return false;
-  }
-  return true;
+bool RemoteAlerts::can_be_told(const Datagram& datagram) {
+  return record_count(datagram) == 0 || look_up(record_at(datagram, 0)) != Held::kUnknown;
 }
 
 bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sender) {

@@ -14,9 +14,9 @@ namespace qel::daemon {
 // message, in one call. Between the two there is something to do: an alert must be on the disk
 // before it is acknowledged, and what a failed store has left behind the counted lines must be cut
 // off before the next store, or it would cost the whole log. So the alerts of each message are
-// stored here first, and then the message is handed to the library, which finds them stored and
-// carries on; an alert that has to be acknowledged waits for the one sync of all that arrived with
-// it. A message whose alerts could not be stored is dropped: its sender sends it again.
+// stored here, with the library's steps. An alert is acknowledged after the one sync of all that
+// arrived with it; a data reply is then handed to the library, which finds its alerts stored and
+// carries on. A message whose alerts could not be stored is dropped: its sender sends it again.
 class RemoteAlerts {
  public:
   explicit RemoteAlerts(LogSync* log_sync) : log_sync_(log_sync) {}
@@ -25,9 +25,9 @@ class RemoteAlerts {
   // when the log holds all of them.
   bool store(const Datagram& datagram);
 
-  // Whether the log holds every alert of the datagram by what its index says now. The library asks
-  // that index again: it must not find one there that a full disk has left half built since.
-  static bool holds(const Datagram& datagram);
+  // Whether the library can tell what the log holds of the datagram: it must not ask an index that
+  // a full disk has left half built since.
+  static bool can_be_told(const Datagram& datagram);
 
   // Tells the programs that wait for it that alerts were stored.
   void announce();
