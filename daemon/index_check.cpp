@@ -51,7 +51,7 @@ void mend_indexes() {
 }
 
 Held look_up(const ALERT_RECORD_INFO& record) {
-  static clock_t next_try = 0;
+  static clock_t next_try = 0;  // of the process, as the store is
   const Held held = ask_index(record);
   if (held != Held::kUnknown || QEL_TIMES(nullptr) < next_try) return held;
   next_try = QEL_TIMES(nullptr) + tckconf;

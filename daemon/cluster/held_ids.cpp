@@ -39,14 +39,17 @@ bool add_block(const std::string& block, std::vector<HeldIds>* held) {
   return true;
 }
 
-// A file that is too short for a header is left to the library's own checks, which delete it.
+// The number of entries; -1 for a file that is no whole index. One that is too short for a header is
+// left to the library's own checks, which delete it.
 int entry_count(int fd) {
   struct stat status;
   INDEX_HEADER header = {};
   const bool readable = fstat(fd, &status) == 0 &&
                         status.st_size >= static_cast<off_t>(kIndexHeader) &&
                         read_index_header(fd, &header) == 0;
-  return readable ? static_cast<int>(header.nCurCount) : -1;
+  if (!readable) return -1;
+  const int count = static_cast<int>(header.nCurCount);
+  return status.st_size == index_offset(kServerIdIndex, count) ? count : -1;
 }
 
 }  // namespace
