@@ -120,9 +120,10 @@ bool Daemon::open_store(std::string* error) {
     return false;
   }
   if (!unclean) {
-    mend_indexes();
+    if (!mend_indexes()) log_sync_.indexes().doubt();
   } else if (complete_interrupted_store() != 0) {
     DAEMON_LOG(kFailure, "the alert log could not be mended completely");
+    log_sync_.indexes().doubt();
   }
   fit_capacity();
   const UniqueFd intake(open_file(alt_name_temp, O_RDWR));

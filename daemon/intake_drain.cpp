@@ -14,7 +14,6 @@
 #include "alert_msg.h"
 #include "cluster/held_ids.h"
 #include "common/paths.h"
-#include "index_check.h"
 #include "intake_line.h"
 #include "log.h"
 #include "log_header.h"
@@ -25,6 +24,7 @@ namespace qel::daemon {
 namespace {
 
 constexpr char kAsideFile[] = "alerttmp.bad";
+constexpr int kIdTries = 2;  // the second one is above every id that the log holds
 
 int64_t size_of(int fd) {
   struct stat status;
@@ -143,16 +143,12 @@ size_t IntakeDrain::take_line(const char* text, size_t left, bool at_file_end, b
 // False when the store failed.
 bool IntakeDrain::take_whole_line(const char* text) {
   ALERT_RECORD_INFO record = parse_line(text);
-  const bool is_new = form_of(text) == LineForm::kNew;
-  if (!is_new && record.alert_id <= current_alert_id()) {
-    // Stored before the last end; whether the others got it is not known.
-    if (look_up(record) == Held::kYes) forward(record);
-    return true;
+  Fate fate = Fate::kClash;
+  if (form_of(text) == LineForm::kStamped) {
+    fate = record.alert_id > forwarded_id_ ? resume(&record) : store(&record);
   }
-  if (is_new && !stamp(&record)) return false;
-  Fate fate = store(&record);
-  if (fate == Fate::kClash) {
-    last_id_ = std::max(last_id_, highest_own_id());
+  for (int tries = 0; fate == Fate::kClash && tries < kIdTries; ++tries) {
+    if (tries > 0) last_id_ = std::max(last_id_, highest_own_id());
     if (!stamp(&record)) return false;
     fate = store(&record);
   }
@@ -160,6 +156,16 @@ bool IntakeDrain::take_whole_line(const char* text) {
     return set_aside({text, kIntakeLine}, "a text that it needs is blank");
   }
   return fate == Fate::kDone;
+}
+
+// Goes on with a line that was stamped in an earlier life of the daemon. Its alert may be stored
+// already, and whether the others got it is not known.
+IntakeDrain::Fate IntakeDrain::resume(ALERT_RECORD_INFO* record) {
+  const Held held = log_sync_->indexes().look_up(*record);
+  const bool stored_before = record->alert_id <= current_alert_id();
+  if (held == Held::kYes && stored_before) forward(*record);
+  if (stored_before) return Fate::kDone;  // also when a full log has overwritten it meanwhile
+  return held == Held::kUnknown ? Fate::kRetry : store(record);
 }
 
 // Gives the next id to the line at drained_.
@@ -183,34 +189,33 @@ IntakeDrain::Fate IntakeDrain::store(ALERT_RECORD_INFO* record) {
   }
   if (record->alert_id > forwarded_id_) {
     if (hand_to_library(*record)) return Fate::kDone;
-    // What a failed store has left behind the counted lines would cost the whole log.
-    cut_surplus_line();
+    log_sync_->indexes().store_failed();
   }
-  const Held held = look_up(*record);
+  const Held held = log_sync_->indexes().look_up(*record);
   if (held == Held::kYes && is_the_held_one(*record)) {
     return keep_alert_id(record->alert_id) == 0 ? Fate::kDone : Fate::kRetry;
   }
   // Somebody has put back an old log, and the alert of that id has come back from the others.
   if (held == Held::kYes) return Fate::kClash;
   if (held == Held::kNo && store_only(*record)) return Fate::kDone;
-  cut_surplus_line();
+  log_sync_->indexes().store_failed();
   return Fate::kRetry;
 }
 
 // True when the log holds the record afterwards; it is sent to the others in any case.
 bool IntakeDrain::hand_to_library(const ALERT_RECORD_INFO& record) {
   forwarded_id_ = record.alert_id;
+  log_sync_->mark();
   forward(record);
   if (current_alert_id() < record.alert_id) return false;
   ++counters_.stored;
-  log_sync_->mark();
   return true;
 }
 
 bool IntakeDrain::store_only(const ALERT_RECORD_INFO& record) {
+  log_sync_->mark();
   if (udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 1) != 0) return false;
   ++counters_.stored;
-  log_sync_->mark();
   if (semevt_set_alert() != 0) DAEMON_LOG(kMinor, "raising the new-alert event failed");
   return true;
 }

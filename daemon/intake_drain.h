@@ -57,6 +57,7 @@ class IntakeDrain {
   size_t take_line(const char* text, size_t left, bool at_file_end, bool* failed);
   bool take_whole_line(const char* text);
   bool stamp(ALERT_RECORD_INFO* record);
+  Fate resume(ALERT_RECORD_INFO* record);
   Fate store(ALERT_RECORD_INFO* record);
   bool hand_to_library(const ALERT_RECORD_INFO& record);
   bool store_only(const ALERT_RECORD_INFO& record);

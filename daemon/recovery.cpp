@@ -16,7 +16,6 @@
 #include "alert_log/layout.h"
 #include "alert_udp.h"
 #include "common/paths.h"
-#include "index_check.h"
 #include "intake_line.h"
 #include "log.h"
 #include "redo_record.h"

@@ -39,8 +39,8 @@ bool add_block(const std::string& block, std::vector<HeldIds>* held) {
   return true;
 }
 
-// The number of entries; -1 for a file that is no whole index. One that is too short for a header is
-// left to the library's own checks, which delete it.
+// The number of entries; -1 for a file that is no whole index. One that is too short for a header
+// is left to the library's own checks, which delete it.
 int entry_count(int fd) {
   struct stat status;
   INDEX_HEADER header = {};

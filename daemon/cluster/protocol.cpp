@@ -122,7 +122,7 @@ void Protocol::dispatch(const Datagram& datagram) {
   if (type == AL_MSGTYPE_SYNC_SEND_ALERT) {
     if (remote_.store(datagram)) stored_.push_back(&datagram);
   } else if (type != AL_MSGTYPE_SYNC_REPLY_DATA ||
-             (remote_.store(datagram) && RemoteAlerts::can_be_told(datagram))) {
+             (remote_.store(datagram) && remote_.can_be_told(datagram))) {
     hand_in(datagram);
   }
 }
@@ -154,6 +154,7 @@ void Protocol::tick() {
   keep_stall_watch_patient();
   catch_up_.tick();
   answer_flags();
+  static_cast<void>(log_sync_->indexes().settle());
   // What a catch-up has stored is not acknowledged to anybody, but should not wait long either.
   static_cast<void>(log_sync_->sync());
   report_refusals();

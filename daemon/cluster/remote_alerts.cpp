@@ -8,7 +8,6 @@
 #include "alert_log.h"
 #include "alert_msg.h"
 #include "alert_udp.h"
-#include "index_check.h"
 #include "log.h"
 #include "recovery.h"
 
@@ -47,24 +46,24 @@ bool RemoteAlerts::store(const Datagram& datagram) {
 }
 
 bool RemoteAlerts::can_be_told(const Datagram& datagram) {
-  return record_count(datagram) == 0 || look_up(record_at(datagram, 0)) != Held::kUnknown;
+  return record_count(datagram) == 0 ||
+         log_sync_->indexes().look_up(record_at(datagram, 0)) != Held::kUnknown;
 }
 
 bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sender) {
-  const Held held = look_up(record);
+  const Held held = log_sync_->indexes().look_up(record);
   if (held != Held::kNo) return held == Held::kYes;
   const int result = write(record);
   if (result < 0) {
     DAEMON_LOG(kMinor, "alert %u of %s from %s could not be stored", record.alert_id,
                record.szServer, sender);
-    cut_surplus_line();
+    log_sync_->indexes().store_failed();
     return false;
   }
   if (result > 0) return true;  // not storable
   DAEMON_LOG(kDetail, "alert %u of %s from %s", record.alert_id, record.szServer, sender);
   ++stored_;
   unannounced_ = true;
-  log_sync_->mark();
   note_own_id(record);
   return true;
 }
@@ -72,6 +71,7 @@ bool RemoteAlerts::store_record(const ALERT_RECORD_INFO& record, const char* sen
 // 0 stored, above 0 not storable, below 0 failed.
 int RemoteAlerts::write(const ALERT_RECORD_INFO& record) {
   if (!redo_.keep(record)) return -1;
+  log_sync_->mark();
   const int result = udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 0);
   redo_.forget();
   return result;

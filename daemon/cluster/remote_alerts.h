@@ -27,7 +27,7 @@ class RemoteAlerts {
 
   // Whether the library can tell what the log holds of the datagram: it must not ask an index that
   // a full disk has left half built since.
-  static bool can_be_told(const Datagram& datagram);
+  bool can_be_told(const Datagram& datagram);
 
   // Tells the programs that wait for it that alerts were stored.
   void announce();
