@@ -32,6 +32,8 @@ void keep_stall_watch_patient() {
   g_resync_time_interval = std::max(g_resync_time_interval, 2 * (longest + 1) * tckconf);
 }
 
+bool is_alone() { return server_list_head == nullptr || server_list_head->next == nullptr; }
+
 bool own_id_is_asked_for() {
   for (const al_msg_send_hist* node = send_hist.next; node != nullptr; node = node->next) {
     if (node->msg != nullptr &&
@@ -55,11 +57,11 @@ void Protocol::prepare() {
 
 void Protocol::start() {
   const bool made_anew = start_count_time_for_maxalertid_localserver != 0;
-  const bool alone = server_list_head == nullptr || server_list_head->next == nullptr;
   wait_for_all_ = made_anew;
   static_cast<void>(keep_alert_id(highest_own_id()));  // tried again when the others have answered
-  start_write_local_logfile = alone && !made_anew ? 1 : 0;
-  if (!made_anew && !alone) ask_own_id();
+  start_write_local_logfile = 0;
+  if (!made_anew && !is_alone()) ask_own_id();
+  write_when_all_have_told();
   catch_up_.begin();
 }
 
@@ -138,7 +140,7 @@ void Protocol::hand_in(const Datagram& datagram) {
   handle(datagram);
 }
 
-// Before the wait is over, when nobody is left to wait for.
+// Before the wait is over, when nobody is left to wait for: above all, when there is nobody.
 void Protocol::write_when_all_have_told() {
   if (start_write_local_logfile != 0 || own_id_is_asked_for()) return;
   start_count_time_for_maxalertid_localserver = 0;
@@ -153,6 +155,7 @@ void Protocol::tick() {
   }
   keep_stall_watch_patient();
   catch_up_.tick();
+  if (is_alone()) write_when_all_have_told();  // a log may have been made anew just now
   answer_flags();
   static_cast<void>(log_sync_->indexes().settle());
   // What a catch-up has stored is not acknowledged to anybody, but should not wait long either.
