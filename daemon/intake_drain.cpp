@@ -9,9 +9,11 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <vector>
 
 #include "alert_log.h"
 #include "alert_msg.h"
+#include "alert_udp.h"
 #include "cluster/held_ids.h"
 #include "common/paths.h"
 #include "intake_line.h"
@@ -41,6 +43,13 @@ void forward(const ALERT_RECORD_INFO& record) {
   head.data_len = ALERT_RECORD_SIZE;
   al_msg msg = {&head, nullptr, nullptr};
   static_cast<void>(recv_send_alert_msg(&msg, buffer.data(), "this server"));
+}
+
+// Whether a full log had this alert and no longer has.
+bool was_overwritten(const ALERT_RECORD_INFO& record) {
+  const std::vector<HeldIds> held = read_held_ids();
+  const HeldIds* own = find_held(held, record.szServer);
+  return log_is_full() && own != nullptr && record.alert_id < own->lowest();
 }
 
 // Whether what the log holds under the id of this alert is this alert.
@@ -161,11 +170,31 @@ bool IntakeDrain::take_whole_line(const char* text) {
 // Goes on with a line that was stamped in an earlier life of the daemon. Its alert may be stored
 // already, and whether the others got it is not known.
 IntakeDrain::Fate IntakeDrain::resume(ALERT_RECORD_INFO* record) {
+  const uint32_t id = record->alert_id;
   const Held held = log_sync_->indexes().look_up(*record);
-  const bool stored_before = record->alert_id <= current_alert_id();
-  if (held == Held::kYes && stored_before) forward(*record);
-  if (stored_before) return Fate::kDone;  // also when a full log has overwritten it meanwhile
-  return held == Held::kUnknown ? Fate::kRetry : store(record);
+  if (held == Held::kUnknown) return Fate::kRetry;
+  if (held == Held::kYes && !is_the_held_one(*record)) return Fate::kClash;
+  if (held == Held::kNo && id > current_alert_id()) return store(record);
+  if (held == Held::kNo) {
+    const bool set_aside_before = check_alert_record_info(record) != 0;
+    if (set_aside_before || was_overwritten(*record)) return Fate::kDone;
+    if (!store_behind(*record)) return Fate::kRetry;
+  }
+  forwarded_id_ = std::max(forwarded_id_, id);
+  forward(*record);
+  return keep_alert_id(id) == 0 ? Fate::kDone : Fate::kRetry;
+}
+
+// Stores an alert whose id is not above that of the header: one that the log has lost. The header's
+// id must not go down, so it is stored like that of another server.
+bool IntakeDrain::store_behind(const ALERT_RECORD_INFO& record) {
+  log_sync_->mark();
+  if (udp_write_disk(reinterpret_cast<const char*>(&record), sizeof record, 0) != 0) {
+    log_sync_->indexes().store_failed();
+    return false;
+  }
+  ++counters_.stored;
+  return true;
 }
 
 // Gives the next id to the line at drained_.

@@ -60,6 +60,7 @@ class IntakeDrain {
   Fate resume(ALERT_RECORD_INFO* record);
   Fate store(ALERT_RECORD_INFO* record);
   bool hand_to_library(const ALERT_RECORD_INFO& record);
+  bool store_behind(const ALERT_RECORD_INFO& record);
   bool store_only(const ALERT_RECORD_INFO& record);
   bool set_aside(std::string_view bytes, const char* reason);
   Outcome drain_batch();
