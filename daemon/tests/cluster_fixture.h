@@ -94,23 +94,19 @@ class ClusterTest : public alt_test::ProtocolTest {
     }
     g_alert_getradio_interval = 5;  // the ratio is not read
     g_resync_time_interval = int64_t{100} * kLong * tckconf;
-    g_last_resync_time = kStart;
+    g_last_resync_time = start_;
     run_through_first_countdowns();
     log_.clear();
   }
 
-  void receive(std::vector<Arrival> arrivals) {
+  // Datagrams that arrive in one batch.
+  void receive_together(std::vector<Arrival> arrivals) {
     std::vector<daemon::Datagram> datagrams;
     for (Arrival& arrival : arrivals) datagrams.push_back(arrival.datagram());
     protocol_.receive(datagrams.data(), datagrams.size());
   }
-  void receive(const char* from, const std::string& bytes) {
-    std::vector<Arrival> arrivals;
-    arrivals.emplace_back(from, bytes);
-    receive(std::move(arrivals));
-  }
   void receive(const char* from, const alt_test::Header& header, const std::string& payload = "") {
-    receive(from, alt_test::datagram(header, payload));
+    receive_together({Arrival(from, alt_test::datagram(header, payload))});
   }
 
   // A tick in which `ding` raises the flag.
@@ -118,18 +114,34 @@ class ClusterTest : public alt_test::ProtocolTest {
     *flag = 1;
     protocol_.tick();
   }
+  void let_a_second_pass() { clock_.advance(tckconf); }
   // Every request in the history is then too old.
   void let_requests_expire() {
     clock_.advance((int64_t{kLong} * g_alert_retry_count + 1) * tckconf);
+  }
+  // The cluster consists of these of its servers from now on.
+  void keep_servers(const Texts& names) {
+    std::vector<daemon::ServerEntry> servers;
+    for (const std::string& name : names) {
+      const ty_svrlist* node = server(name);
+      servers.push_back({name, {{node->ip_addr[0].ip, 1}, {node->ip_addr[1].ip, 2}}});
+    }
+    change_servers(servers);
+  }
+  daemon::MembershipChange change_servers(const std::vector<daemon::ServerEntry>& servers) {
+    daemon::MembershipChange change;
+    std::string error;
+    EXPECT_TRUE(protocol_.change_servers(servers, "node1", &change, &error)) << error;
+    return change;
   }
   uint64_t refused(daemon::Refusal refusal) const {
     return protocol_.counters().refused[static_cast<size_t>(refusal)];
   }
 
   static constexpr int kLong = 900;
-  static constexpr clock_t kStart = 5000000;
 
-  alt_test::StoppedClock clock_{kStart};
+  const clock_t start_ = QEL_TIMES(nullptr);
+  alt_test::StoppedClock clock_{start_};
   daemon::Settings settings_;
   daemon::LogSync log_sync_{settings_};
   Host host_;

@@ -1,18 +1,19 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 
+#include "host.h"
 #include "support/files.h"
 
 namespace qel::system_test {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(30);
 constexpr useconds_t kLookAgain_us = 2000;
 
 void take_output(const std::string& path, int descriptor) {
@@ -21,8 +22,10 @@ void take_output(const std::string& path, int descriptor) {
 }
 
 int become(const std::vector<std::string>& arguments, const std::string& output,
-           const std::map<std::string, std::string>& environment) {
+           const std::map<std::string, std::string>& environment, const std::string& host) {
   for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
+  if (!host.empty()) move_to_host(host);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test itself is killed
   std::vector<char*> texts;
   for (const std::string& argument : arguments)
     texts.push_back(const_cast<char*>(argument.c_str()));
@@ -35,8 +38,8 @@ int become(const std::vector<std::string>& arguments, const std::string& output,
 
 }  // namespace
 
-bool eventually(const std::function<bool()>& holds) {
-  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+bool eventually(const std::function<bool()>& holds, std::chrono::seconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
   bool held = holds();
   while (!held && std::chrono::steady_clock::now() < deadline) {
     usleep(kLookAgain_us);
@@ -46,8 +49,8 @@ bool eventually(const std::function<bool()>& holds) {
 }
 
 Program::Program(const std::vector<std::string>& arguments, const std::string& output,
-                 const std::map<std::string, std::string>& environment)
-    : output_(output), child_([&] { return become(arguments, output, environment); }) {}
+                 const std::map<std::string, std::string>& environment, const std::string& host)
+    : output_(output), child_([&] { return become(arguments, output, environment, host); }) {}
 
 bool Program::has_ended() const {
   siginfo_t ended = {};

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "host.h"
 #include "socket_client.h"
 #include "support/files.h"
 
@@ -25,8 +26,6 @@ std::string make_root() {
   if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp " + name);
   return name;
 }
-
-std::string shared_state_name() { return "/qelalert-test-" + std::to_string(getpid()); }
 
 void remove_semaphore(const std::string& file) {
   const key_t key = ftok(file.c_str(), kSemaphoreProject);
@@ -48,7 +47,11 @@ void remove_semaphores(const std::string& directory) {
   }
 }
 
-Server::Server() : root_(make_root()) {
+Server::Server() : Server(std::string()) {
+  for (const auto& [name, value] : environment()) setenv(name.c_str(), value.c_str(), 1);
+}
+
+Server::Server(const std::string& host) : host_(host), root_(make_root()) {
   for (const char* directory : {"etc", "store", "lock", "log", "run", "out"}) {
     fs::create_directory(path(directory));
   }
@@ -60,18 +63,29 @@ Server::Server() : root_(make_root()) {
   set("webalert", "name", "store/alertlog.alt");
   set("webalert", "socket", path("run/qelalertd.sock"));
   set("webalert", "pidfile", path("run/qelalertd.pid"));
-  setenv("QEL_CONFIG_DIR", path("etc").c_str(), 1);
-  setenv("QEL_LOG_DIR", path("log").c_str(), 1);
-  setenv("QEL_IPC_NAME", shared_state_name().c_str(), 1);
   unsetenv("NOTIFY_SOCKET");
   unsetenv("QELALERT_SOCKET");
 }
 
 Server::~Server() {
   remove_semaphores(path("lock"));
-  shm_unlink(shared_state_name().c_str());
+  shm_unlink(shared_state().c_str());
   std::error_code ignored;
   fs::remove_all(root_, ignored);
+}
+
+// As unique as the directory.
+std::string Server::shared_state() const { return "/" + fs::path(root_).filename().string(); }
+
+std::map<std::string, std::string> Server::environment() const {
+  return {{"QEL_CONFIG_DIR", path("etc")},
+          {"QEL_LOG_DIR", path("log")},
+          {"QEL_IPC_NAME", shared_state()}};
+}
+
+void Server::enter() const {
+  for (const auto& [name, value] : environment()) setenv(name.c_str(), value.c_str(), 1);
+  if (!host_.empty()) move_to_host(host_);
 }
 
 void Server::set(const std::string& section, const std::string& element,
@@ -100,15 +114,15 @@ void Server::edit(const std::string& section, const std::string& from,
 
 std::string Server::next_output() { return path("out/" + std::to_string(++outputs_)); }
 
-std::unique_ptr<Program> Server::launch_daemon(
-    const std::map<std::string, std::string>& environment) {
+std::unique_ptr<Program> Server::launch_daemon(const std::map<std::string, std::string>& added) {
+  std::map<std::string, std::string> whole = environment();
+  whole.insert(added.begin(), added.end());
   return std::make_unique<Program>(std::vector<std::string>{QELALERTD_PROGRAM}, next_output(),
-                                   environment);
+                                   whole, host_);
 }
 
-std::unique_ptr<Program> Server::start_daemon(
-    const std::map<std::string, std::string>& environment) {
-  auto daemon = launch_daemon(environment);
+std::unique_ptr<Program> Server::start_daemon(const std::map<std::string, std::string>& added) {
+  auto daemon = launch_daemon(added);
   eventually([&] { return daemon->has_ended() || status().value("pid", 0) == daemon->pid(); });
   if (daemon->has_ended()) throw std::runtime_error("the daemon has ended: " + daemon->err());
   return daemon;
@@ -122,7 +136,7 @@ std::optional<int> Server::stop(Program* daemon) {
 std::unique_ptr<Program> Server::run_tool(const std::vector<std::string>& arguments) {
   std::vector<std::string> call = {QELALERT_PROGRAM};
   call.insert(call.end(), arguments.begin(), arguments.end());
-  return std::make_unique<Program>(call, next_output());
+  return std::make_unique<Program>(call, next_output(), environment(), host_);
 }
 
 nlohmann::json Server::status() const {

@@ -15,15 +15,22 @@ namespace qel::system_test {
 //   etc/    the sample configuration with its paths turned to here
 //   store/  log, indexes, intake      lock/  semaphore files
 //   log/    diagnostic logs           run/   pid file and socket
-// and points the environment of the test there, so that whatever it starts belongs to this server.
-// One at a time. The end removes the directory, the semaphores and the shared state.
+// The end removes the directory, the semaphores and the shared state.
 class Server {
  public:
+  // This host. Points the environment of the test to the directory, so that whatever it starts
+  // belongs to this server. One at a time.
   Server();
+  // One of several, each on a host of that name (host.h). The test itself belongs to none of them.
+  explicit Server(const std::string& host);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
 
+  // For a forked process: makes it a process of this server.
+  void enter() const;
+
+  const std::string& host() const { return host_; }
   const std::string& root() const { return root_; }
   std::string path(const std::string& name) const { return root_ + "/" + name; }
   std::string store(const std::string& name) const { return root_ + "/store/" + name; }
@@ -53,8 +60,11 @@ class Server {
   bool logged(const std::string& text) const;
 
  private:
+  std::string shared_state() const;
+  std::map<std::string, std::string> environment() const;
   std::string next_output();
 
+  std::string host_;  // empty: this one
   std::string root_;
   int outputs_ = 0;
 };
