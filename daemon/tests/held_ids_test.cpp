@@ -107,6 +107,15 @@ TEST_F(HeldIdsTest, OfAnIndexWithLessEntriesThanItCountsAreNone) {
   }
 }
 
+TEST_F(HeldIdsTest, OfAnIndexWithMoreThanItCountsAreNone) {
+  put_log({{"node2", 1}, {"node2", 2}});
+  ASSERT_EQ(1U, held().size());
+  const std::string whole = *alt_test::read_file(path("srv_alt_id.idx"));
+  alt_test::write_file(path("srv_alt_id.idx"), whole + whole.substr(whole.size() - kLongRecord));
+  EXPECT_EQ(Texts{}, held());
+  EXPECT_TRUE(told_unreadable());
+}
+
 TEST_F(HeldIdsTest, OfAnIndexWithAnEntryThatIsNoneAreNone) {
   put_log({{"node2", 1}, {"node2", 2}});
   ASSERT_EQ(1U, held().size());

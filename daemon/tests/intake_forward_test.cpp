@@ -171,6 +171,19 @@ TEST_F(IntakeForward, AlertsThatWereStoredBeforeAKillGoAgain) {
   EXPECT_EQ((Texts{"node1:1", "node1:2", "node1:3"}), held());
 }
 
+TEST_F(IntakeForward, AlertsThatWereStoredBeforeAKillReachTheDiskBeforeTheyLeaveTheIntake) {
+  hold("node1", {1});
+  put_intake(stamped_line(1, 1));
+  size_t size_at_sync = 0;
+  const SyncWatch disk([&] {
+    size_at_sync = intake_size();
+    return 0;
+  });
+  EXPECT_EQ(Outcome::kEmpty, drain_after_a_kill());
+  EXPECT_EQ(1, disk.calls());
+  EXPECT_EQ(kIntakeLine, size_at_sync);
+}
+
 TEST_F(IntakeForward, AlertThatWasStampedBeforeAKillGoesWithItsStamp) {
   put_intake(stamped_line(5, 1));
   EXPECT_EQ(Outcome::kEmpty, drain_after_a_kill());

@@ -98,6 +98,20 @@ TEST_F(RemoteAlertsTest, AlertThatIsHeldAlreadyIsAcknowledgedWithoutASync) {
   EXPECT_EQ(Texts{"node2:7"}, held());
 }
 
+// A daemon that was killed may have stored it without having synced it.
+TEST_F(RemoteAlertsTest, AlertOfAnEarlierLifeIsOnTheDiskBeforeItIsAcknowledged) {
+  hold("node2", {7});
+  Texts sent_before_sync = {"none was made"};
+  const SyncWatch disk([&] {
+    sent_before_sync = arrived();
+    return 0;
+  });
+  receive_alert(7, 100);
+  EXPECT_EQ(1, disk.calls());
+  EXPECT_EQ(Texts{}, sent_before_sync);
+  EXPECT_EQ(Texts{kAckTo2 + "100"}, arrived());
+}
+
 TEST_F(RemoteAlertsTest, NewAlertEventIsRaisedForWhatIsNew) {
   event_.raised();
   receive_alert(7, 100);
@@ -148,30 +162,55 @@ TEST_F(RemoteAlertsTest, DaemonThatIsToldToDoWithoutAcknowledgesWithoutASync) {
 
 // ---- alerts that cannot be stored ---------------------------------------------------------------
 
-// Each write of a store fails once: of the line, of the header, of an index.
-class FailingWrites : public RemoteAlertsTest, public ::testing::WithParamInterface<int> {};
+// Each write of a store fails: of the line, of the header, of an index.
+class FailingWrites : public RemoteAlertsTest, public ::testing::WithParamInterface<int> {
+ protected:
+  FailingWrites() {
+    make_log(GetParam());
+    for (uint32_t id = 1; id <= last_; ++id) receive_alert(id, id);
+    arrived();
+  }
+  void receive_next() { receive_alert(++last_, last_); }
+  // After a fault: what was acknowledged is held, and the repetition stores what was not.
+  void expect_stored_once_in_the_end() {
+    const std::string alert = "node2:" + std::to_string(last_);
+    expect_log_fits_its_header();
+    if (!arrived().empty()) {
+      EXPECT_EQ(1, times_held(alert)) << alert;
+    }
+    let_a_second_pass();
+    receive_alert(last_, last_);
+    EXPECT_EQ(Texts{kAckTo2 + std::to_string(last_)}, arrived());
+    EXPECT_EQ(1, times_held(alert)) << alert;
+  }
+
+  uint32_t last_ = 4;
+};
 INSTANTIATE_TEST_SUITE_P(OfALogWithRoomAndOfAFullOne, FailingWrites, ::testing::Values(100, 4));
 
 TEST_P(FailingWrites, CostNoAlertAndLeaveNoneTwice) {
-  make_log(GetParam());
-  for (uint32_t id = 1; id <= 4; ++id) receive_alert(id, id);
-  uint32_t id = 4;
-  const auto check_the_last_and_go_on = [&] {
-    expect_log_fits_its_header();
-    const Texts acks = arrived();
-    if (id > 4 && !acks.empty()) {
-      EXPECT_EQ(1, times_held("node2:" + std::to_string(id))) << id;
-    }
-    let_a_second_pass();
-    receive_alert(id, id);
-    EXPECT_EQ(Texts{kAckTo2 + std::to_string(id)}, arrived()) << id;
-    EXPECT_EQ(1, times_held("node2:" + std::to_string(id))) << id;
-    ++id;
-  };
-  arrived();
   const int faults = alt_test::for_each_call(
-      alt_test::Site::kWrite, ENOSPC, check_the_last_and_go_on, [&] { receive_alert(id, id); });
+      alt_test::Site::kWrite, ENOSPC, [&] { expect_stored_once_in_the_end(); },
+      [&] { receive_next(); });
   EXPECT_LT(8, faults);
+}
+
+TEST_P(FailingWrites, OfADiskThatStaysFullCostNoAlertAndLeaveNoneTwice) {
+  constexpr int kWritesMax = 200;
+  int hits = 1;
+  int writes = 0;
+  for (; hits > 0 && writes < kWritesMax; ++writes) {
+    {
+      const alt_test::Fault full_disk(alt_test::Site::kWrite, ENOSPC, writes);
+      receive_next();
+      receive_alert(last_, last_);
+      protocol_.tick();
+      hits = full_disk.hits();
+    }
+    expect_stored_once_in_the_end();
+  }
+  EXPECT_LT(8, writes);
+  EXPECT_EQ(0, hits);
 }
 
 // The log takes two lines and a part of a third.

@@ -81,14 +81,6 @@ int fail(int error) {
   return -1;
 }
 
-}  // namespace
-
-Running::Running(Host* host) : outer_(running) { running = host; }
-
-Running::~Running() { running = outer_; }
-
-namespace {
-
 int open_socket() {
   const int fd = sockets().next++;
   sockets().bound[fd];
@@ -133,6 +125,11 @@ ssize_t send_through(int fd, const void* bytes, size_t size, const sockaddr* to)
 }
 
 }  // namespace
+
+Running::Running(Host* host) : outer_(running) { running = host; }
+
+Running::~Running() { running = outer_; }
+
 }  // namespace qel::simulation
 
 using namespace qel::simulation;

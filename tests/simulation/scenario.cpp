@@ -41,7 +41,9 @@ Outcome Scenario::run() {
   cluster_.queue().run_until(cluster_.queue().now() + kPeace);
   outcome.fault = find_fault(&cluster_, ledger_);
   outcome.trace_hash = cluster_.trace().hash();
-  if (!outcome.fault.empty()) outcome.story = cluster_.trace().story();
+  if (!outcome.fault.empty()) {
+    outcome.story = cluster_.trace().story() + describe_servers(&cluster_);
+  }
   outcome.raised = ledger_.raised_count();
   return outcome;
 }

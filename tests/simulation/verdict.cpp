@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -143,6 +144,22 @@ bool is_settled(Cluster* cluster) {
     held = status.held;
   }
   return true;
+}
+
+std::string describe_servers(Cluster* cluster) {
+  std::string text;
+  for (int i = 0; i < cluster->size(); ++i) {
+    Server& server = cluster->server(i);
+    if (!server.runs()) {
+      text += server.name() + " does not run\n";
+      continue;
+    }
+    const NodeStatus status = server.status();
+    text += server.name() + ": state " + std::to_string(status.sync_step) +
+            (status.may_write ? ", may write" : ", may not write") + ", last id " +
+            std::to_string(status.highest_id) + ", holds " + status.held + "\n";
+  }
+  return text;
 }
 
 std::string find_fault(Cluster* cluster, const Ledger& ledger) {

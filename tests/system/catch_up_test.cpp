@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "cluster_alerts.h"
 #include "cluster_fixture.h"
 #include "raising.h"
 #include "relay.h"
@@ -36,9 +35,6 @@ class CatchUp : public ClusterTest {
         },
         kCatchUpMax);
   }
-  static void expect_logs(const Cluster& cluster, const std::vector<uint32_t>& numbers) {
-    EXPECT_EQ("", fault_in_logs(cluster, all_of(cluster), numbers));
-  }
   static uint32_t highest_id(const Server& server, const std::string& raised_on) {
     const json status = server.status();
     for (const json& held : status.value("held", json::array())) {
@@ -68,8 +64,7 @@ TEST_F(CatchUp, ServerThatWasAwayGetsWhatTheOthersHaveGivenUpToSendIt) {
   const double seconds = seconds_to_catch_up(&cluster, 2, size_t{2} * kMissed.each);
   printf("%u alerts missed on two servers each: caught up %.1f s after the start\n", kMissed.each,
          seconds);
-  EXPECT_TRUE(cluster.stop_all());
-  expect_logs(cluster, numbers_raised({0, 1}, kMissed));
+  expect_logs_at_end(&cluster, numbers_raised({0, 1}, kMissed));
 }
 
 TEST_F(CatchUp, ServerThatLostItsStoreGetsAllBackAndGivesNoIdAgain) {
@@ -92,10 +87,9 @@ TEST_F(CatchUp, ServerThatLostItsStoreGetsAllBackAndGivesNoIdAgain) {
   EXPECT_EQ(0, early->wait());
   EXPECT_TRUE(all_come_to_hold(cluster, all_of(cluster), size_t{3} * kBefore.each + 1, kCatchUpMax))
       << cluster.server(2).status().dump(1);
-  EXPECT_TRUE(cluster.stop_all());
+  expect_logs_at_end(&cluster,
+                     joined(numbers_raised(all_of(cluster), kBefore), numbers_raised({2}, kAfter)));
   EXPECT_EQ(given + 1, id_of(cluster.server(2), first_number(kAfter, 2)));
-  expect_logs(cluster,
-              joined(numbers_raised(all_of(cluster), kBefore), numbers_raised({2}, kAfter)));
 }
 
 TEST_F(CatchUp, NewServerGetsAllFromNothingButItsConfiguration) {
@@ -114,33 +108,36 @@ TEST_F(CatchUp, NewServerGetsAllFromNothingButItsConfiguration) {
   EXPECT_TRUE(raise_on_all(cluster, kAfter));
   EXPECT_TRUE(all_come_to_hold(cluster, all_of(cluster),
                                size_t{2} * kBefore.each + size_t{3} * kAfter.each, kCatchUpMax));
-  EXPECT_TRUE(cluster.stop_all());
-  expect_logs(cluster,
-              joined(numbers_raised({0, 1}, kBefore), numbers_raised(all_of(cluster), kAfter)));
+  expect_logs_at_end(
+      &cluster, joined(numbers_raised({0, 1}, kBefore), numbers_raised(all_of(cluster), kAfter)));
 }
 
-TEST_F(CatchUp, CutInTheMiddleIsMadeGoodWhenTheNetworkIsBack) {
-  constexpr Raising kRaised = {2000};
+TEST_F(CatchUp, CutInTheMiddleIsMadeGoodAndWhatBothMissedMeanwhileComes) {
+  constexpr Raising kBefore = {2000};
+  constexpr Raising kMeanwhile = {50, 1000, kBefore.each};
   Cluster cluster(2, 2, Cluster::Network::kRelayed);
   Relay relay(2, 2, cluster.port(), 1);
   cluster.hurry();
   cluster.set_for_all("sync", "batches", "100");
   cluster.leave(1);
   cluster.start(0);
-  ASSERT_TRUE(raise_on(cluster, 0, kRaised));
-  ASSERT_TRUE(all_come_to_hold(cluster, {0}, kRaised.each));
+  ASSERT_TRUE(raise_on(cluster, 0, kBefore));
+  ASSERT_TRUE(all_come_to_hold(cluster, {0}, kBefore.each));
   cluster.join(1);
   cluster.reload_all();
   cluster.start(1);
-  const Server& server = cluster.server(1);
-  ASSERT_TRUE(eventually([&] { return alerts_held(server) > kRaised.each / 10; }));
+  ASSERT_TRUE(eventually([&] { return alerts_held(cluster.server(1)) > kBefore.each / 10; }));
   relay.set({.island = 0b10});
-  EXPECT_TRUE(eventually([&] { return server.status()["catch_up"]["given_up"] > 0; }));
-  EXPECT_GT(kRaised.each, alerts_held(server));
+  EXPECT_TRUE(raise_on_all(cluster, kMeanwhile));
+  EXPECT_TRUE(gives_up(cluster, 0, 1, kMeanwhile.each)) << cluster.peer(0, 1);
+  EXPECT_TRUE(gives_up(cluster, 1, 0, kMeanwhile.each)) << cluster.peer(1, 0);
+  EXPECT_GT(kBefore.each, alerts_held(cluster.server(1)));
   relay.set({});
-  EXPECT_TRUE(all_come_to_hold(cluster, {1}, kRaised.each, kCatchUpMax)) << server.status().dump(1);
-  EXPECT_TRUE(cluster.stop_all());
-  expect_logs(cluster, numbers_raised({0}, kRaised));
+  EXPECT_TRUE(all_come_to_hold(cluster, all_of(cluster), kBefore.each + size_t{2} * kMeanwhile.each,
+                               kCatchUpMax))
+      << cluster.server(0).status().dump(1) << cluster.server(1).status().dump(1);
+  expect_logs_at_end(
+      &cluster, joined(numbers_raised({0}, kBefore), numbers_raised(all_of(cluster), kMeanwhile)));
 }
 
 // Ten thousand alerts, four in a data reply: so many requests, each over one of the two paths. Only
@@ -190,8 +187,7 @@ TEST_F(LongCatchUp, AsksForEachFourAlertsOnce) {
   printf("  %zu data requests for %zu batches\n", requests, batches);
   EXPECT_LE(batches, requests);
   EXPECT_GT(batches * 5 / 4, requests);
-  EXPECT_TRUE(cluster.stop_all());
-  expect_logs(cluster, numbers_raised({0}, kRaising));
+  expect_logs_at_end(&cluster, numbers_raised({0}, kRaising));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cluster.h"
+#include "cluster_alerts.h"
 #include "host.h"
 
 namespace qel::system_test {
@@ -24,6 +25,11 @@ class ClusterTest : public ::testing::Test {
   }
   static bool is_settled(const Cluster& cluster) {
     return eventually([&] { return cluster.is_settled(); }, std::chrono::seconds(60));
+  }
+  // Ends all daemons and then looks at the logs of all servers.
+  static void expect_logs_at_end(Cluster* cluster, const std::vector<uint32_t>& numbers) {
+    EXPECT_TRUE(cluster->stop_all());
+    EXPECT_EQ("", fault_in_logs(*cluster, all_of(*cluster), numbers));
   }
 };
 

@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <map>
 
-#include "cluster_alerts.h"
 #include "cluster_fixture.h"
 #include "process_figures.h"
 #include "support/peer.h"
@@ -195,9 +194,7 @@ TEST_F(HostileDatagrams, AreRefusedUnderTheirReasonsWhileAlertsFlow) {
   const size_t alerts = size_t{3} * kRaising.each;
   EXPECT_TRUE(all_come_to_hold(cluster_, all_of(cluster_), alerts)) << cluster_.diagnostic_logs();
   EXPECT_TRUE(eventually([&] { return open_descriptors(daemon()) == descriptors; }));
-  EXPECT_TRUE(cluster_.stop_all());
-  EXPECT_EQ("",
-            fault_in_logs(cluster_, all_of(cluster_), numbers_raised(all_of(cluster_), kRaising)));
+  expect_logs_at_end(&cluster_, numbers_raised(all_of(cluster_), kRaising));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "cluster_alerts.h"
 #include "cluster_fixture.h"
 #include "support/random.h"
 
@@ -56,8 +55,7 @@ TEST_F(ClusterTest, DaemonsThatAreKilledAtRandomMomentsLeaveAllLogsEqual) {
   printf("%u kills, %u alerts a server; equal logs %.1f s after the last alert\n", kills(),
          raising.each,
          std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
-  EXPECT_TRUE(cluster.stop_all());
-  EXPECT_EQ("", fault_in_logs(cluster, all_of(cluster), numbers_raised(all_of(cluster), raising)));
+  expect_logs_at_end(&cluster, numbers_raised(all_of(cluster), raising));
   if (HasFailure()) {
     printf("%s\n%s\n", cluster.diagnostic_logs().c_str(), alt_test::repeat_command(seed).c_str());
   }
