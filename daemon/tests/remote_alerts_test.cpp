@@ -170,7 +170,10 @@ class FailingWrites : public RemoteAlertsTest, public ::testing::WithParamInterf
     for (uint32_t id = 1; id <= last_; ++id) receive_alert(id, id);
     arrived();
   }
-  void receive_next() { receive_alert(++last_, last_); }
+  void receive_next() {
+    ++last_;
+    receive_alert(last_, last_);
+  }
   // After a fault: what was acknowledged is held, and the repetition stores what was not.
   void expect_stored_once_in_the_end() {
     const std::string alert = "node2:" + std::to_string(last_);

@@ -12,7 +12,7 @@ namespace {
 constexpr int64_t kBeginning = 1704067200;             // 2024-01-01, when every simulation begins
 constexpr Time kTick = kSecond / 100;                  // of xmllib_times
 constexpr Time kClockErrorMax = 10 * kMinute;          // of a host's wall clock
-constexpr Time kUptimeMax = 1000 * 24 * 60 * kMinute;  // what the tick clock counts from
+constexpr Time kUptimeMax = kMinute * 60 * 24 * 1000;  // what the tick clock counts from
 constexpr Time kBusyMax = 10 * kMillisecond;           // until a node gets to what waits for it
 constexpr ptrdiff_t kBatchMax = 64;                    // datagrams that a node takes at once
 
