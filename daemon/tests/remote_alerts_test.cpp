@@ -259,6 +259,16 @@ TEST_F(RemoteAlertsTest, AlertIsNotAcknowledgedWhileItIsUnknownWhetherItIsHeld) 
   EXPECT_EQ(Texts{"node2:7"}, held());
 }
 
+TEST_F(RemoteAlertsTest, UnreadableIndexOfTheIdsIsBuiltAgain) {
+  receive_alert(7, 100);
+  arrived();
+  const std::string index = path("srv_alt_id.idx");
+  alt_test::write_file(index, std::string(alt_test::read_file(index)->size(), '#'));
+  receive_alert(8, 101);
+  EXPECT_EQ(Texts{kAckTo2 + "101"}, arrived());
+  EXPECT_EQ((Texts{"node2:7", "node2:8"}), held());
+}
+
 // ---- a full log ---------------------------------------------------------------------------------
 
 class FullLogOfOthers : public RemoteAlertsTest {

@@ -13,6 +13,11 @@ class MembershipChange : public ClusterTest {
   static bool knows(const Cluster& cluster, int i, int other) {
     return cluster.peer(i, other).is_object();
   }
+  // Whether alerts to the other server are not acknowledged, or were given up.
+  static bool sends_in_vain(const Cluster& cluster, int i, int other) {
+    const json peer = cluster.peer(i, other);
+    return peer.value("unacknowledged", 0) + peer.value("given_up", 0) > 0;
+  }
   // Whether the server has heard the other one at the address that it has now.
   static bool hears(const Cluster& cluster, int i, int other, int interconnect) {
     const json peer = cluster.peer(i, other);
@@ -60,10 +65,9 @@ TEST_F(MembershipChange, ServerThatMovesToOtherAddressesIsHeardThereAndNothingIs
   const auto programs = raising_programs(cluster, kRaising);
   for (const int interconnect : {0, 1}) cluster.move(1, interconnect);
   cluster.reload(1);
-  // Until the others know, what they send to it is lost.
+  for (const int i : {0, 2}) EXPECT_TRUE(eventually([&] { return sends_in_vain(cluster, i, 1); }));
+  cluster.reload_all();
   for (const int i : {0, 2}) {
-    EXPECT_TRUE(eventually([&] { return cluster.peer(i, 1).value("unacknowledged", 0) > 0; }));
-    cluster.reload(i);
     for (const int interconnect : {0, 1}) {
       EXPECT_TRUE(eventually([&] { return hears(cluster, i, 1, interconnect); }))
           << cluster.diagnostic_logs();
