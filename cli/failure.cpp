@@ -3,7 +3,7 @@
 #include <iostream>
 #include <system_error>
 
-#include "visible_text.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 

@@ -8,9 +8,9 @@
 #include <string>
 #include <vector>
 
-#include "command.h"
+#include "commands/command.h"
+#include "output/visible_text.h"
 #include "suggest.h"
-#include "visible_text.h"
 
 namespace qel::cli {
 namespace {

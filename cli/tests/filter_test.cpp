@@ -1,4 +1,4 @@
-#include "filter.h"
+#include "alerts/filter.h"
 
 #include <gtest/gtest.h>
 

@@ -6,10 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "alerts/time_text.h"
 #include "common/unique_fd.h"
 #include "support.h"
 #include "support/files.h"
-#include "time_text.h"
 
 namespace qel::cli::testing {
 namespace {

@@ -1,12 +1,12 @@
-#include "render.h"
+#include "output/render.h"
 
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <vector>
 
+#include "output/visible_text.h"
 #include "support/records.h"
-#include "visible_text.h"
 
 namespace qel::cli {
 namespace {

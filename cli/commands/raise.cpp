@@ -12,14 +12,14 @@
 #include "alert_config.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
-#include "command.h"
+#include "alerts/record_text.h"
+#include "alerts/session.h"
+#include "alerts/store.h"
+#include "alerts/time_text.h"
+#include "commands/command.h"
+#include "commands/options.h"
 #include "common/unique_fd.h"
-#include "options.h"
-#include "record_text.h"
-#include "session.h"
-#include "store.h"
-#include "time_text.h"
-#include "visible_text.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

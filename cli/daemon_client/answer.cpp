@@ -1,4 +1,4 @@
-#include "answer.h"
+#include "daemon_client/answer.h"
 
 #include <vector>
 

@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "answer.h"
-#include "command.h"
-#include "daemon_socket.h"
-#include "options.h"
-#include "render.h"
+#include "commands/command.h"
+#include "commands/options.h"
+#include "daemon_client/answer.h"
+#include "daemon_client/daemon_socket.h"
+#include "output/render.h"
 
 namespace qel::cli {
 namespace {

@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "alert_log/layout.h"
-#include "answer.h"
-#include "command.h"
-#include "daemon_socket.h"
-#include "options.h"
-#include "render.h"
-#include "session.h"
-#include "store.h"
+#include "alerts/session.h"
+#include "alerts/store.h"
+#include "commands/command.h"
+#include "commands/options.h"
+#include "daemon_client/answer.h"
+#include "daemon_client/daemon_socket.h"
+#include "output/render.h"
 
 namespace qel::cli {
 namespace {

@@ -1,10 +1,10 @@
-#include "options.h"
+#include "commands/options.h"
 
 #include <algorithm>
 #include <charconv>
 #include <limits>
 
-#include "visible_text.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

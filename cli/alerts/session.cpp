@@ -1,4 +1,4 @@
-#include "session.h"
+#include "alerts/session.h"
 
 #include <fcntl.h>
 #include <qelxml.h>

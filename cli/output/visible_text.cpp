@@ -1,4 +1,4 @@
-#include "visible_text.h"
+#include "output/visible_text.h"
 
 #include <wchar.h>
 

@@ -1,9 +1,9 @@
-#include "filter.h"
+#include "alerts/filter.h"
 
 #include <algorithm>
 #include <string_view>
 
-#include "record_text.h"
+#include "alerts/record_text.h"
 
 namespace qel::cli {
 namespace {

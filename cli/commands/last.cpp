@@ -4,11 +4,11 @@
 #include <string>
 #include <vector>
 
-#include "command.h"
-#include "options.h"
-#include "render.h"
-#include "session.h"
-#include "store.h"
+#include "alerts/session.h"
+#include "alerts/store.h"
+#include "commands/command.h"
+#include "commands/options.h"
+#include "output/render.h"
 
 namespace qel::cli {
 namespace {

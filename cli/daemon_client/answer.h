@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "render.h"
+#include "output/render.h"
 
 namespace qel::cli {
 

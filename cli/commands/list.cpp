@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "command.h"
-#include "filter.h"
-#include "options.h"
-#include "record_text.h"
-#include "render.h"
-#include "session.h"
-#include "store.h"
-#include "time_text.h"
-#include "visible_text.h"
+#include "alerts/filter.h"
+#include "alerts/record_text.h"
+#include "alerts/session.h"
+#include "alerts/store.h"
+#include "alerts/time_text.h"
+#include "commands/command.h"
+#include "commands/options.h"
+#include "output/render.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "failure.h"
-#include "render.h"
+#include "output/render.h"
 
 namespace qel::cli {
 

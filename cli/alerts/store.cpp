@@ -1,4 +1,4 @@
-#include "store.h"
+#include "alerts/store.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,10 +12,10 @@
 #include "alert_index.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alerts/session.h"
 #include "common/paths.h"
 #include "common/unique_fd.h"
 #include "failure.h"
-#include "session.h"
 
 namespace qel::cli {
 namespace {

@@ -1,12 +1,12 @@
-#include "render.h"
+#include "output/render.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 
-#include "record_text.h"
-#include "visible_text.h"
+#include "alerts/record_text.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "daemon_socket.h"
+#include "daemon_client/daemon_socket.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -10,9 +10,9 @@
 #include <cstring>
 #include <optional>
 
+#include "alerts/session.h"
 #include "common/environment.h"
 #include "common/unique_fd.h"
-#include "session.h"
 
 namespace qel::cli {
 namespace {
