@@ -11,11 +11,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "alert_log.h"
 #include "alert_msg.h"
 #include "cluster/membership.h"
 #include "common/paths.h"
+#include "delivery_report.h"
 #include "index_check.h"
 #include "log.h"
 #include "log_header.h"
@@ -43,6 +45,15 @@ bool failed(int result, const char* what, std::string* error) {
   return true;
 }
 
+// Whoever makes a semaphore owns it, and what belongs to an ordinary user may go when that user
+// logs out. So none is left for another program to make. A failure is logged, and comes again where
+// a semaphore is needed.
+void make_semaphores() {
+  for (const char* name : {kSemaphoreIndex, kSemaphoreCreate, kSemaphoreIntake}) {
+    (void)get_semaphore(semaphore_path(name).text);
+  }
+}
+
 // Keeps `source` when it could be made.
 bool keep(int result, sd_event_source* source, Source* owner, const char* what,
           std::string* error) {
@@ -56,9 +67,13 @@ bool keep(int result, sd_event_source* source, Source* owner, const char* what,
 Daemon::Daemon()
     : sockets_(
           [this](const Datagram* datagrams, size_t count) { protocol_.receive(datagrams, count); }),
-      status_([this] {
-        return status_report({started_, intake_, protocol_, sockets_.dropped()});
-      }) {}
+      status_({{"status",
+                [this](const nlohmann::json&) {
+                  return status_report({started_, intake_, protocol_, sockets_.dropped()});
+                }},
+               {"delivery", [this](const nlohmann::json& request) {
+                  return delivery_report(request, protocol_.peers(), ids_before_);
+                }}}) {}
 
 Daemon::~Daemon() {
   init_send_hist();
@@ -111,6 +126,7 @@ void Daemon::warn_about(const std::vector<ServerEntry>& servers) const {
 }
 
 bool Daemon::open_store(std::string* error) {
+  make_semaphores();
   const bool unclean = store_lock_.found_unclean();
   if (unclean) mend_files();
   // Opening makes a missing log, and judges one that does not fit its header.
@@ -132,6 +148,7 @@ bool Daemon::open_store(std::string* error) {
              " cannot be opened; the diagnostic log says why";
     return false;
   }
+  ids_before_ = current_alert_id();
   protocol_.start();
   return true;
 }

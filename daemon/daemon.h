@@ -64,6 +64,7 @@ class Daemon : private ProtocolHost {
   Protocol protocol_{settings_, &log_sync_, this};
   std::string local_name_;
   std::string started_;
+  uint32_t ids_before_ = 0;  // the highest alert id that was given before this start
   Event event_;
   Source tick_;
   Source drain_;

@@ -4,12 +4,11 @@
 #include <qelxml.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <climits>
 #include <cstring>
 
 #include "alert_log.h"
+#include "configuration/rules.h"
 #include "log.h"
 
 #pragma weak xmllib_last_error
@@ -18,12 +17,13 @@ namespace qel::daemon {
 
 namespace {
 
+using configuration::Key;
+using configuration::key_at;
+
 constexpr char kLogName[] = "qelalertd";
 constexpr int kFirstLogSize = 4194304;  // until the configuration has been read
 constexpr int kFirstLogLevel = kNotable;
-constexpr int kCapacityMax = 99999999;  // a line number has eight digits in the indexes
-constexpr int kBatchMax = 6000;         // about what a full intake file holds
-constexpr int kTextMax = 1024;
+constexpr int kTextSize = configuration::kTextMax + 1;
 
 // The library resets its settings before it reads them, so a failed reading must be undone.
 class LibrarySettings {
@@ -118,91 +118,75 @@ class WebalertSection {
   bool loaded_;
 };
 
-bool present(const char* key) {
-  std::array<char, kTextMax> text;
-  int size = text.size();
-  return xmllib_get_value(key, XMLLIB_TEXT, text.data(), &size) == 0;
+bool refuse(const char* key, const std::string& reason, std::string* error) {
+  *error = std::string(key) + ": " + reason;
+  return false;
 }
 
-bool read_path(const char* key, std::string* value, std::string* error) {
-  std::array<char, kTextMax> text;
+bool present(const Key& key) {
+  std::array<char, kTextSize> text;
   int size = text.size();
-  if (xmllib_get_value(key, XMLLIB_TEXT, text.data(), &size) != 0) return true;
-  if (text[0] != '/') {
-    *error = std::string(key) + ": \"" + text.data() + "\" is not an absolute path";
-    return false;
-  }
+  return xmllib_get_value(key.path, XMLLIB_TEXT, text.data(), &size) == 0;
+}
+
+bool read_path(const Key& key, std::string* value, std::string* error) {
+  std::array<char, kTextSize> text;
+  int size = text.size();
+  if (xmllib_get_value(key.path, XMLLIB_TEXT, text.data(), &size) != 0) return true;
+  const std::string fault = configuration::path_fault(text.data());
+  if (!fault.empty()) return refuse(key.path, fault, error);
   *value = text.data();
   return true;
 }
 
-bool read_number(const char* key, int lowest, int highest, int* value, std::string* error) {
+// A number that the library has read.
+bool check_number(const Key& key, int number, std::string* error) {
+  const std::string fault = configuration::number_fault(key, number);
+  return fault.empty() || refuse(key.path, fault, error);
+}
+
+bool read_number(const Key& key, int* value, std::string* error) {
   if (!present(key)) return true;
   int number = 0;
   int size = sizeof number;
-  if (xmllib_get_value(key, XMLLIB_INT, &number, &size) != 0) {
+  if (xmllib_get_value(key.path, XMLLIB_INT, &number, &size) != 0) {
     *error = xml_error();
     return false;
   }
-  if (number < lowest || number > highest) {
-    *error = std::string(key) + ": " + std::to_string(number) + " is not within " +
-             std::to_string(lowest) + " to " + std::to_string(highest);
-    return false;
-  }
+  if (!check_number(key, number, error)) return false;
   *value = number;
   return true;
 }
 
-constexpr int kSecondsMax = 86400;
-
 bool read_timing(Timing* timing, std::string* error) {
-  struct Key {
-    const char* name;
-    int lowest;
-    int highest;
+  struct Slot {
+    const Key& key;
     int* value;
   };
-  const Key keys[] = {
-      {"resend", 1, kSecondsMax, &timing->resend},
-      {"retries", 2, 1000, &timing->retries},
-      {"heartbeat", 1, kSecondsMax, &timing->heartbeat},
-      {"announce", 1, kSecondsMax, &timing->announce},
-      {"servercheck", 1, kSecondsMax, &timing->server_check},
-      {"ratiocheck", 0, kSecondsMax, &timing->ratio_check},
-      {"sync/newserver", 1, kSecondsMax, &timing->new_server},
-      {"sync/names", 2, 999, &timing->names_wait},
-      {"sync/ids", 1, 999, &timing->ids_wait},
-      {"sync/recheck", 0, kSecondsMax, &timing->recheck},
-      {"sync/batches", 0, 1000000, &timing->batches_per_second},
+  const Slot slots[] = {
+      {key_at("/root/webalert/daemon/resend"), &timing->resend},
+      {key_at("/root/webalert/daemon/retries"), &timing->retries},
+      {key_at("/root/webalert/daemon/heartbeat"), &timing->heartbeat},
+      {key_at("/root/webalert/daemon/announce"), &timing->announce},
+      {key_at("/root/webalert/daemon/servercheck"), &timing->server_check},
+      {key_at("/root/webalert/daemon/ratiocheck"), &timing->ratio_check},
+      {key_at("/root/webalert/daemon/sync/newserver"), &timing->new_server},
+      {key_at("/root/webalert/daemon/sync/names"), &timing->names_wait},
+      {key_at("/root/webalert/daemon/sync/ids"), &timing->ids_wait},
+      {key_at("/root/webalert/daemon/sync/recheck"), &timing->recheck},
+      {key_at("/root/webalert/daemon/sync/batches"), &timing->batches_per_second},
   };
-  for (const Key& key : keys) {
-    const std::string path = std::string("/root/webalert/daemon/") + key.name;
-    if (!read_number(path.c_str(), key.lowest, key.highest, key.value, error)) return false;
+  for (const Slot& slot : slots) {
+    if (!read_number(slot.key, slot.value, error)) return false;
   }
-  // Two servers that answer each other's requests with a request of their own settle only when the
-  // second one still finds the first one waiting.
-  if (timing->new_server < timing->names_wait) return true;
-  *error = "/root/webalert/daemon/sync/newserver: " + std::to_string(timing->new_server) +
-           " is not below /root/webalert/daemon/sync/names, " + std::to_string(timing->names_wait);
-  return false;
+  return true;
 }
 
-bool check_port(std::string* error) {
-  if (alt_udp_port >= 1 && alt_udp_port <= 65535) return true;
-  *error = "/root/webalert/daemon/udpport: " + std::to_string(alt_udp_port) +
-           " is not within 1 to 65535";
-  return false;
-}
-
-// A resynchronisation must outlast its longest wait without being judged stalled.
-bool check_stall_time(const Timing& timing, std::string* error) {
-  const int64_t drop = int64_t{timing.resend} * timing.retries + 1;
-  const int64_t longest = std::max<int64_t>({timing.names_wait, timing.ids_wait, drop});
-  const int64_t seconds = g_resync_time_interval / tckconf;
-  if (seconds > longest) return true;
-  *error = "/root/webalert/daemon/sync/resynctimeinterval: " + std::to_string(seconds) +
-           " is not above the longest wait, " + std::to_string(longest);
-  return false;
+bool check_times(const Timing& timing, std::string* error) {
+  const std::vector<configuration::Fault> faults = configuration::faults_between(
+      {timing.resend, timing.retries, timing.new_server, timing.names_wait, timing.ids_wait,
+       g_resync_time_interval / tckconf});
+  return faults.empty() || refuse(faults[0].key.c_str(), faults[0].reason, error);
 }
 
 void give_to_library(const Timing& timing) {
@@ -224,22 +208,14 @@ bool read_own(Settings* settings, std::string* error) {
     return false;
   }
   int durable = settings->durable ? 1 : 0;
-  const bool read = read_path("/root/webalert/daemon/socket", &settings->socket, error) &&
-                    read_path("/root/webalert/daemon/pidfile", &settings->pid_file, error) &&
-                    read_number("/root/webalert/daemon/durable", 0, 1, &durable, error) &&
-                    read_number("/root/webalert/daemon/intake/batch", 1, kBatchMax,
-                                &settings->intake_batch, error) &&
-                    read_timing(&settings->timing, error) &&
-                    check_stall_time(settings->timing, error);
+  const bool read =
+      read_path(key_at("/root/webalert/daemon/socket"), &settings->socket, error) &&
+      read_path(key_at("/root/webalert/daemon/pidfile"), &settings->pid_file, error) &&
+      read_number(key_at("/root/webalert/daemon/durable"), &durable, error) &&
+      read_number(key_at("/root/webalert/daemon/intake/batch"), &settings->intake_batch, error) &&
+      read_timing(&settings->timing, error) && check_times(settings->timing, error);
   settings->durable = durable == 1;
   return read;
-}
-
-bool check_capacity(std::string* error) {
-  if (alt_max_count >= 1 && alt_max_count <= kCapacityMax) return true;
-  *error = "/root/webalert/main/alertlog/maxrecordcount: " + std::to_string(alt_max_count) +
-           " is not within 1 to " + std::to_string(kCapacityMax);
-  return false;
 }
 
 // Reads the library's settings with a log open. Its messages about failures go to standard output;
@@ -250,7 +226,9 @@ bool read_library(void* log, std::string* error) {
     *error = xml_error();
     return false;
   }
-  return check_capacity(error) && check_port(error);
+  return check_number(key_at("/root/webalert/main/alertlog/maxrecordcount"), alt_max_count,
+                      error) &&
+         check_number(key_at("/root/webalert/daemon/udpport"), alt_udp_port, error);
 }
 
 // Opens the log with the level and size that were just configured, in place of `provisional`.

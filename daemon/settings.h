@@ -3,31 +3,35 @@
 
 #include <string>
 
+#include "configuration/keys.h"
+
 namespace qel::daemon {
 
-// Time-outs of the protocol in seconds, of which most are stretched by the cluster's ratio.
+using configuration::default_number;
+using configuration::default_path;
+
+// Time-outs of the protocol in seconds, of which most are stretched by the cluster's ratio. What
+// each is for stands in the table of keys.
 struct Timing {
-  int resend = 2;          // daemon/resend: unacknowledged messages are sent again
-  int retries = 3;         // daemon/retries: periods after which they are given up; 2 or more
-  int heartbeat = 10;      // daemon/heartbeat: every other server is asked whether it is there
-  int announce = 10;       // daemon/announce: servers that did not answer are greeted again
-  int server_check = 300;  // daemon/servercheck: the list of servers is read again
-  int ratio_check = 1;     // daemon/ratiocheck: 1 the ratio is read every second, 2 never
-  int new_server = 1;      // daemon/sync/newserver: pause before the next catch-up
-  int names_wait = 2;      // daemon/sync/names: wait for server names; above new_server
-  int ids_wait = 1;        // daemon/sync/ids: wait for alert ids
-  int recheck = 60;        // daemon/sync/recheck: pause before the logs are compared with those of
-                           // the next server; 0 never
-  int batches_per_second = 1000;  // daemon/sync/batches: data requests that leave in a second, four
-                                  // alerts each; 0: one in a resend period
+  int resend = default_number("/root/webalert/daemon/resend");
+  int retries = default_number("/root/webalert/daemon/retries");
+  int heartbeat = default_number("/root/webalert/daemon/heartbeat");
+  int announce = default_number("/root/webalert/daemon/announce");
+  int server_check = default_number("/root/webalert/daemon/servercheck");
+  int ratio_check = default_number("/root/webalert/daemon/ratiocheck");
+  int new_server = default_number("/root/webalert/daemon/sync/newserver");
+  int names_wait = default_number("/root/webalert/daemon/sync/names");
+  int ids_wait = default_number("/root/webalert/daemon/sync/ids");
+  int recheck = default_number("/root/webalert/daemon/sync/recheck");
+  int batches_per_second = default_number("/root/webalert/daemon/sync/batches");
 };
 
 // Keys of the section "webalert"; each may be missing.
 struct Settings {
-  std::string socket = "/run/qelalert/qelalertd.sock";   // daemon/socket
-  std::string pid_file = "/run/qelalert/qelalertd.pid";  // daemon/pidfile
-  bool durable = true;    // daemon/durable: alerts reach the disk before they leave the intake
-  int intake_batch = 64;  // daemon/intake/batch: lines drained before other work has its turn
+  std::string socket = default_path("/root/webalert/daemon/socket");
+  std::string pid_file = default_path("/root/webalert/daemon/pidfile");
+  bool durable = default_number("/root/webalert/daemon/durable") == 1;
+  int intake_batch = default_number("/root/webalert/daemon/intake/batch");
   Timing timing;
 };
 

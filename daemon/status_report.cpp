@@ -73,12 +73,6 @@ uint64_t unacknowledged(const ty_svrlist* server) {
   return count;
 }
 
-// A server that let a request expire is silent until it answers the announcement.
-const char* peer_state(const ty_svrlist* server, const PeerBook::Peer& peer) {
-  if (find_server_by_name(servers_not_reply, server->svr_name) != nullptr) return "silent";
-  return peer.last_answer.empty() ? "not heard yet" : "answering";
-}
-
 const char* catch_up_with(const ty_svrlist* server) {
   if (find_server_by_name(new_server_list, server->svr_name) == nullptr) return "";
   const bool first = strcmp(new_server_list->svr_name, server->svr_name) == 0;
@@ -103,7 +97,7 @@ json peers_status(const PeerBook& book) {
     if (is_local(server)) continue;
     const PeerBook::Peer& peer = book.peer(server->svr_name);
     peers.push_back({{"server", server->svr_name},
-                     {"state", peer_state(server, peer)},
+                     {"state", book.state(server->svr_name)},
                      {"last_answer", peer.last_answer},
                      {"addresses", addresses_status(server, peer)},
                      {"unacknowledged", unacknowledged(server)},

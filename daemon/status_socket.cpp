@@ -158,12 +158,11 @@ std::string StatusSocket::answer_to(const std::string& request) const {
   if (parsed.is_discarded() || !parsed.is_object() || !parsed.contains("request")) {
     return error_answer("the request is not an object with the member \"request\"");
   }
-  if (parsed["request"] != "status") {
-    return error_answer(
-        "unknown request " +
-        parsed["request"].dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
-  }
-  return report_();
+  const nlohmann::json& name = parsed["request"];
+  const auto answer = name.is_string() ? answers_.find(name.get<std::string>()) : answers_.end();
+  if (answer != answers_.end()) return answer->second(parsed);
+  return error_answer("unknown request " +
+                      name.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 }  // namespace qel::daemon

@@ -3,20 +3,25 @@
 
 #include <functional>
 #include <list>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "event_loop.h"
 
 namespace qel::daemon {
 
-// A stream socket. A client sends one line of JSON, {"request":"status"}, and gets one line back:
-// the status, or {"error":"..."}; then the connection is closed. A client that says nothing is
-// dropped after a while, and only a few may be connected at once, so that nobody keeps others out.
+// A stream socket. A client sends one line of JSON, such as {"request":"status"}, and gets one line
+// back: what was asked for, or {"error":"..."}; then the connection is closed. A client that says
+// nothing is dropped after a while, and only a few may be connected at once, so that nobody keeps
+// others out.
 class StatusSocket {
  public:
-  using Report = std::function<std::string()>;
+  // Gives the answer to a request, a line with its line end.
+  using Answer = std::function<std::string(const nlohmann::json& request)>;
+  using Answers = std::map<std::string, Answer>;  // by the name of the request
 
-  explicit StatusSocket(Report report) : report_(std::move(report)) {}
+  explicit StatusSocket(Answers answers) : answers_(std::move(answers)) {}
   ~StatusSocket();
   StatusSocket(const StatusSocket&) = delete;
   StatusSocket& operator=(const StatusSocket&) = delete;
@@ -44,7 +49,7 @@ class StatusSocket {
   bool send_answer(Client* client, int fd);
   std::string answer_to(const std::string& request) const;
 
-  Report report_;
+  Answers answers_;
   std::string path_;
   sd_event* event_ = nullptr;
   Source listener_;

@@ -1,9 +1,32 @@
 #include "cluster/peer_book.h"
 
+#include <cstddef>
+#include <cstring>
+
 #include "alert_log.h"
 #include "alert_msg/servers.h"
 
 namespace qel::daemon {
+
+namespace {
+
+// 0 for a message without a whole record.
+uint32_t alert_id_of(const al_msg& msg) {
+  if (msg.msg_data == nullptr || msg.msg_head->data_len != sizeof(ALERT_RECORD_INFO)) return 0;
+  uint32_t id;
+  memcpy(&id, static_cast<const char*>(msg.msg_data) + offsetof(ALERT_RECORD_INFO, alert_id),
+         sizeof id);
+  return id;
+}
+
+void note_given_up(PeerBook::Peer* peer, uint32_t alert_id) {
+  ++peer->given_up;
+  if (alert_id == 0) return;
+  peer->given_up_ids.push_back(alert_id);
+  if (peer->given_up_ids.size() > PeerBook::kGivenUpIdsKept) peer->given_up_ids.pop_front();
+}
+
+}  // namespace
 
 void PeerBook::heard(const char* address) {
   const ty_svrlist* server = find_server_by_address(server_list_head, address);
@@ -24,15 +47,21 @@ std::vector<PeerBook::Outstanding> PeerBook::outstanding_alerts() {
     }
     const ty_svrlist* server =
         find_server_by_address(server_list_head, node->msg->msg_head->dst_addr);
-    if (server != nullptr) alerts.push_back({node->sequence, server->svr_name});
+    if (server != nullptr)
+      alerts.push_back({node->sequence, server->svr_name, alert_id_of(*node->msg)});
   }
   return alerts;
 }
 
 void PeerBook::count_given_up(const std::vector<Outstanding>& before) {
   for (const Outstanding& alert : before) {
-    if (find_seq(alert.sequence) != 0) ++peers_[alert.server].given_up;
+    if (find_seq(alert.sequence) != 0) note_given_up(&peers_[alert.server], alert.alert_id);
   }
+}
+
+const char* PeerBook::state(const std::string& server) const {
+  if (find_server_by_name(servers_not_reply, server.c_str()) != nullptr) return "silent";
+  return peer(server).last_answer.empty() ? "not heard yet" : "answering";
 }
 
 const PeerBook::Peer& PeerBook::peer(const std::string& server) const {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,11 +16,15 @@ namespace qel::daemon {
 // the end of the process; there are few.
 class PeerBook {
  public:
+  // Whoever waits for an alert asks again within seconds.
+  static constexpr size_t kGivenUpIdsKept = 1000;
+
   struct Peer {
     std::string last_answer;                        // time text; empty: not heard yet
     std::map<std::string, std::string> last_heard;  // by address
     std::string best_address;                       // the one heard last
     uint64_t given_up = 0;                          // alerts that were never acknowledged
+    std::deque<uint32_t> given_up_ids;              // the latest of them, kGivenUpIdsKept at most
   };
 
   // A datagram of a known server came from this address.
@@ -30,9 +35,14 @@ class PeerBook {
   struct Outstanding {
     int sequence;
     std::string server;
+    uint32_t alert_id;  // 0: not known
   };
   static std::vector<Outstanding> outstanding_alerts();
   void count_given_up(const std::vector<Outstanding>& before);
+
+  // "answering"; "silent": it let a request expire and has not answered the announcement since; or
+  // "not heard yet".
+  const char* state(const std::string& server) const;
 
   // An empty entry for a server that was not heard.
   const Peer& peer(const std::string& server) const;

@@ -36,7 +36,8 @@ class Service {
  private:
   int serve(const std::string& path, const std::string& report) const {
     const daemon::Event event = daemon::make_event_loop();
-    daemon::StatusSocket socket([&report] { return report + "\n"; });
+    daemon::StatusSocket socket(
+        {{"status", [&report](const nlohmann::json&) { return report + "\n"; }}});
     std::string error;
     if (!socket.listen(event.get(), path, &error)) return 2;
     if (sd_event_add_signal(event.get(), nullptr, SIGTERM, nullptr, nullptr) < 0) return 3;

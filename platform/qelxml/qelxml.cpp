@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -15,7 +13,6 @@
 #include <utility>
 #include <vector>
 
-#include "common/environment.h"
 #include "xml_file.h"
 
 namespace {
@@ -23,7 +20,6 @@ namespace {
 using qel::XmlFile;
 using qel::XmlValue;
 
-constexpr const char* kDefaultDirectory = "/etc/qelalert";
 constexpr const char* kClusterFile = "cluster.xml";
 constexpr size_t kProgramNameMax = 64;
 constexpr size_t kSectionNameMax = 64;
@@ -154,19 +150,10 @@ int copy_number(const FoundValue& found, const char* key, void* buffer, const in
     return fail_at(found, key,
                    "a number does not fit into a buffer of " + std::to_string(*size) + " bytes");
   }
-  std::string_view digits = found.value.text;
-  if (digits.starts_with('+') && !digits.starts_with("+-")) {
-    digits.remove_prefix(1); /* from_chars knows only the minus */
-  }
   int number = 0;
-  const auto [end, failure] = std::from_chars(digits.begin(), digits.end(), number);
-  if (failure == std::errc::invalid_argument || end != digits.end()) {
-    return fail_at(found, key, quoted(found.value.text) + " is not a whole number");
-  }
-  if (failure != std::errc()) {
-    return fail_at(found, key,
-                   quoted(found.value.text) + " is outside of " + std::to_string(INT_MIN) + " to " +
-                       std::to_string(INT_MAX));
+  const std::string fault = qel::int_fault(found.value.text, &number);
+  if (!fault.empty()) {
+    return fail_at(found, key, quoted(found.value.text) + " " + fault);
   }
   std::memcpy(buffer, &number, sizeof number);
   return 0;
@@ -199,7 +186,7 @@ int xmllib_init(const char* name) {
     }
     auto fresh = std::make_unique<Configuration>();
     fresh->program = name;
-    fresh->directory = qel::environment_or("QEL_CONFIG_DIR", kDefaultDirectory);
+    fresh->directory = qel::configuration_directory();
     g_configuration = std::move(fresh);
     g_last_error[0] = '\0';
     return 0;

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstring>
 
+#include "common/environment.h"
 #include "common/unique_fd.h"
 
 namespace qel {
@@ -18,6 +20,7 @@ namespace {
 /* Far above any configuration; keeps a wrong file from filling the memory. */
 constexpr off_t kFileSizeMax = 4 << 20;
 
+constexpr const char* kDefaultDirectory = "/etc/qelalert";
 constexpr const char* kRootName = "root";
 constexpr std::string_view kWhiteSpace = " \t\r\n";
 
@@ -81,9 +84,44 @@ bool read_all(int fd, size_t size, std::string* content) {
 
 }  // namespace
 
-bool XmlFile::load(const std::string& path, std::string* error) {
+std::string configuration_directory() {
+  return environment_or("QEL_CONFIG_DIR", kDefaultDirectory);
+}
+
+std::string int_fault(std::string_view text, int* number) {
+  if (text.starts_with('+') && !text.starts_with("+-")) {
+    text.remove_prefix(1); /* from_chars knows only the minus */
+  }
+  int value = 0;
+  const auto [end, failure] = std::from_chars(text.begin(), text.end(), value);
+  if (failure == std::errc::invalid_argument || end != text.end()) {
+    return "is not a whole number";
+  }
+  if (failure != std::errc()) {
+    return "is outside of " + std::to_string(INT_MIN) + " to " + std::to_string(INT_MAX);
+  }
+  *number = value;
+  return {};
+}
+
+std::string XmlElement::text() const { return text_of(node_); }
+
+/* What the parser tells is the place of the name. */
+XmlPlace XmlElement::place() const { return file_->place_at(node_.offset_debug() - 1); }
+
+std::vector<XmlElement> XmlElement::children() const {
+  std::vector<XmlElement> elements;
+  for (const pugi::xml_node& child : node_.children()) {
+    if (child.type() == pugi::node_element) {
+      elements.push_back({file_, child});
+    }
+  }
+  return elements;
+}
+
+bool XmlFile::load(const std::string& path, XmlFault* fault) {
   path_ = path;
-  if (read(error) && parse(error)) {
+  if (read(fault) && parse(fault)) {
     return true;
   }
   content_.clear();
@@ -91,35 +129,45 @@ bool XmlFile::load(const std::string& path, std::string* error) {
   return false;
 }
 
-bool XmlFile::read(std::string* error) {
+bool XmlFile::load(const std::string& path, std::string* error) {
+  XmlFault fault;
+  if (load(path, &fault)) {
+    return true;
+  }
+  const int line = fault.place.line;
+  *error = path + (line > 0 ? ":" + std::to_string(line) : "") + ": " + fault.reason;
+  return false;
+}
+
+bool XmlFile::read(XmlFault* fault) {
+  const auto fail = [&](const std::string& reason) {
+    *fault = {{0, 0}, reason};
+    return false;
+  };
   /* Without O_NONBLOCK a pipe of that name would hold up the process. */
   const UniqueFd file(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (!file || ::fstat(file.get(), &status) != 0) {
-    *error = path_ + ": cannot be opened: " + std::strerror(errno);
-    return false;
+    return fail(std::string("cannot be opened: ") + std::strerror(errno));
   }
   if (!S_ISREG(status.st_mode)) {
-    *error = path_ + ": is not a regular file";
-    return false;
+    return fail("is not a regular file");
   }
   if (status.st_size > kFileSizeMax) {
-    *error = path_ + ": is larger than " + std::to_string(kFileSizeMax) + " bytes";
-    return false;
+    return fail("is larger than " + std::to_string(kFileSizeMax) + " bytes");
   }
   if (!read_all(file.get(), static_cast<size_t>(status.st_size), &content_)) {
-    *error = path_ + ": cannot be read: " + std::strerror(errno);
-    return false;
+    return fail(std::string("cannot be read: ") + std::strerror(errno));
   }
   return true;
 }
 
 /* The encoding is fixed, so that offsets in the parsed text are offsets in the file. */
-bool XmlFile::parse(std::string* error) {
+bool XmlFile::parse(XmlFault* fault) {
   const pugi::xml_parse_result result = document_.load_buffer(
       content_.data(), content_.size(), pugi::parse_default, pugi::encoding_utf8);
   const auto fail = [&](ptrdiff_t offset, const std::string& reason) {
-    *error = path_ + ":" + std::to_string(line_at(offset)) + ": " + reason;
+    *fault = {place_at(offset), reason};
     return false;
   };
   if (!result) {
@@ -127,24 +175,27 @@ bool XmlFile::parse(std::string* error) {
   }
   const pugi::xml_node root = document_.document_element();
   if (std::strcmp(root.name(), kRootName) != 0) {
-    return fail(root.offset_debug(),
+    return fail(root.offset_debug() - 1,
                 std::string("the root element is <") + root.name() + ">, not <" + kRootName + ">");
   }
   for (pugi::xml_node next = root.next_sibling(); next; next = next.next_sibling()) {
     if (next.type() == pugi::node_element) {
-      return fail(next.offset_debug(), std::string("not well-formed XML: element <") + next.name() +
-                                           "> after the root element");
+      return fail(next.offset_debug() - 1, std::string("not well-formed XML: element <") +
+                                               next.name() + "> after the root element");
     }
   }
   return true;
 }
 
-int XmlFile::line_at(ptrdiff_t offset) const {
+XmlPlace XmlFile::place_at(ptrdiff_t offset) const {
   const auto end = std::min(std::max<ptrdiff_t>(offset, 0), std::ssize(content_));
-  return 1 + static_cast<int>(std::count(content_.begin(), content_.begin() + end, '\n'));
+  const std::string_view before(content_.data(), static_cast<size_t>(end));
+  const size_t line_end = before.rfind('\n'); /* npos plus 1: the file's begin */
+  return {1 + static_cast<int>(std::count(before.begin(), before.end(), '\n')),
+          static_cast<int>(before.size() - (line_end + 1)) + 1};
 }
 
-std::optional<XmlValue> XmlFile::find(std::string_view key) const {
+std::optional<XmlElement> XmlFile::element(std::string_view key) const {
   pugi::xml_node node = document_;
   do {
     if (!key.starts_with('/')) {
@@ -158,7 +209,12 @@ std::optional<XmlValue> XmlFile::find(std::string_view key) const {
     }
     key.remove_prefix(step.size());
   } while (!key.empty());
-  return XmlValue{text_of(node), line_at(node.offset_debug())};
+  return XmlElement(this, node);
+}
+
+std::optional<XmlValue> XmlFile::find(std::string_view key) const {
+  const auto found = element(key);
+  return found ? std::optional<XmlValue>({found->text(), found->place().line}) : std::nullopt;
 }
 
 }  // namespace qel
