@@ -11,8 +11,9 @@ namespace qel::cli {
 enum ExitCode {
   kDone = 0,
   kFailed = 1,
-  kUsage = 2,        // a wrong option or value; nothing was done
-  kNotReachable = 3  // the alert daemon does not answer
+  kUsage = 2,         // a wrong option or value; nothing was done
+  kNotReachable = 3,  // the alert daemon does not answer
+  kIncomplete = 4     // alerts are missing, or other servers are silent or behind
 };
 
 // Ends the command with a message and an exit code.

@@ -9,6 +9,7 @@
 
 #include "alert_config.h"
 #include "alert_udp.h"
+#include "alerts/owner_rights.h"
 #include "common/environment.h"
 #include "common/unique_fd.h"
 #include "failure.h"
@@ -82,6 +83,7 @@ class Configuration {
 
 Session::Session() {
   const StdoutToStderr redirected;
+  const OwnerRights as_owner(diagnostic_log_directory());
   const int result = alert_log_lib_init(nullptr);
   if (result == 0) return;
   if (result == -2) {

@@ -12,6 +12,7 @@
 #include "alert_index.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alerts/owner_rights.h"
 #include "alerts/session.h"
 #include "common/paths.h"
 #include "common/unique_fd.h"
@@ -89,6 +90,7 @@ LogState read_log_state() {
 }
 
 std::vector<ALERT_RECORD_INFO> read_newest(size_t limit) {
+  const OwnerRights as_owner(alt_path_only);
   const LogState log = read_log_state();
   // Also bounds the memory below by the file's size. A longer file may just be growing.
   if (log.bytes < log.bytes_expected) throw damaged(log);

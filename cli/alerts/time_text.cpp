@@ -25,6 +25,10 @@ constexpr Unit kUnits[] = {{"s", 1},    {"sec", 1},   {"m", 60},    {"min", 60},
 // Nine digits of weeks still fit a 64-bit count of milliseconds.
 constexpr size_t kAmountDigitsMax = 9;
 
+// The years that the clock's unit, a nanosecond, can tell for certain.
+constexpr int kClockYearMin = 1700;
+constexpr int kClockYearMax = 2200;
+
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
 
 // "d" in a form stands for a digit, any other character for itself.
@@ -86,21 +90,69 @@ std::optional<std::string> midnight(Clock::time_point now, int days_back) {
                      static_cast<int>(static_cast<unsigned>(date.day())), 0, 0, 0, 0);
 }
 
+// A fraction of a second, ".1" to ".123456789", in milliseconds; -1 for another text.
+int fraction_ms(std::string_view text) {
+  if (text.size() < 2 || text.size() > 10 || text[0] != '.') return -1;
+  if (!std::all_of(text.begin() + 1, text.end(), is_digit)) return -1;
+  const std::string digits = std::string(text.substr(1)) + "00";
+  return number_at(digits, 0, 3);
+}
+
+// What a zone such as "Z", "+01:00" or "-0330" lies ahead of UTC.
+std::optional<seconds> zone_offset(std::string_view zone) {
+  if (zone == "Z" || zone == "z") return seconds{0};
+  std::string digits(zone);
+  if (digits.size() == 6 && digits[3] == ':') digits.erase(3, 1);
+  if (!has_form(digits, "+dddd") && !has_form(digits, "-dddd")) return std::nullopt;
+  const int hours = number_at(digits, 1, 2);
+  const int minutes = number_at(digits, 3, 2);
+  if (hours > 23 || minutes > 59) return std::nullopt;
+  const seconds offset{hours * 3600 + minutes * 60};
+  return digits[0] == '-' ? -offset : offset;
+}
+
+// `time` is in kSecondForm and real.
+Clock::time_point utc_point(std::string_view time, int ms) {
+  using namespace std::chrono;
+  const sys_days day{year{number_at(time, 0, 4)} /
+                     month{static_cast<unsigned>(number_at(time, 5, 2))} /
+                     std::chrono::day{static_cast<unsigned>(number_at(time, 8, 2))}};
+  return day + hours{number_at(time, 11, 2)} + minutes{number_at(time, 14, 2)} +
+         seconds{number_at(time, 17, 2)} + milliseconds{ms};
+}
+
+// "YYYY-MM-DDTHH:MM:SS", with a fraction or not, with a zone or not.
+std::optional<std::string> parse_rfc3339(std::string_view text) {
+  constexpr size_t kSeconds = kSecondForm.size();
+  if (text.size() < kSeconds || (text[10] != 'T' && text[10] != 't')) return std::nullopt;
+  std::string time = with_slashes(text.substr(0, kSeconds));
+  time[10] = ' ';
+  if (!has_form(time, kSecondForm) || !is_real_time(time)) return std::nullopt;
+  std::string_view rest = text.substr(kSeconds);
+  const size_t zone_at = std::min(rest.find_first_of("Zz+-"), rest.size());
+  const int ms = zone_at == 0 ? 0 : fraction_ms(rest.substr(0, zone_at));
+  if (ms < 0) return std::nullopt;
+  rest.remove_prefix(zone_at);
+  if (rest.empty()) return time + '.' + std::to_string(1000 + ms).substr(1);
+  const std::optional<seconds> ahead = zone_offset(rest);
+  const int year = number_at(time, 0, 4);
+  if (!ahead.has_value() || year < kClockYearMin || year > kClockYearMax) return std::nullopt;
+  return format_time(utc_point(time, ms) - *ahead);
+}
+
 std::optional<std::string> parse_relative(std::string_view text, Clock::time_point now) {
   if (text.empty() || text[0] != '-') return std::nullopt;
-  text.remove_prefix(1);
-  const size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
-  if (digits == 0 || digits > kAmountDigitsMax) return std::nullopt;
-  const auto* unit = std::find_if(std::begin(kUnits), std::end(kUnits),
-                                  [&](const Unit& u) { return u.name == text.substr(digits); });
-  if (unit == std::end(kUnits)) return std::nullopt;
-  const auto now_ms = std::chrono::floor<milliseconds>(now.time_since_epoch());
-  const milliseconds back = seconds{number_at(text, 0, digits) * unit->length_s};
-  // Checked here, since the clock's own unit is finer and would overflow.
-  if (back > now_ms) return std::nullopt;
-  std::string stored = format_time(Clock::time_point{now_ms - back});
-  if (stored.empty()) return std::nullopt;
-  return stored;
+  return parse_span_back(text.substr(1), now);
+}
+
+// "HH:MM" or "HH:MM:SS": today at that time.
+std::optional<std::string> parse_time_of_day(std::string_view text, Clock::time_point now) {
+  std::string time(text);
+  if (has_form(time, "dd:dd")) time += ":00";
+  if (!has_form(time, "dd:dd:dd")) return std::nullopt;
+  const std::optional<std::string> today = midnight(now, 0);
+  if (!today.has_value()) return std::nullopt;
+  return parse_time(today->substr(0, kDateForm.size() + 1) + time);
 }
 
 }  // namespace
@@ -121,14 +173,52 @@ std::optional<std::string> parse_time(std::string_view text) {
   return time;
 }
 
+std::optional<std::string> parse_span_back(std::string_view span, Clock::time_point now) {
+  const size_t digits = std::min(span.find_first_not_of("0123456789"), span.size());
+  if (digits == 0 || digits > kAmountDigitsMax) return std::nullopt;
+  const auto* unit = std::find_if(std::begin(kUnits), std::end(kUnits),
+                                  [&](const Unit& u) { return u.name == span.substr(digits); });
+  if (unit == std::end(kUnits)) return std::nullopt;
+  const auto now_ms = std::chrono::floor<milliseconds>(now.time_since_epoch());
+  const milliseconds back = seconds{number_at(span, 0, digits) * unit->length_s};
+  // Checked here, since the clock's own unit is finer and would overflow.
+  if (back > now_ms) return std::nullopt;
+  std::string stored = format_time(Clock::time_point{now_ms - back});
+  if (stored.empty()) return std::nullopt;
+  return stored;
+}
+
 std::optional<std::string> parse_bound(std::string_view text, Clock::time_point now) {
   if (text == "now") return format_time(now);
   if (text == "today") return midnight(now, 0);
   if (text == "yesterday") return midnight(now, 1);
   const std::string time = with_slashes(text);
   if (has_form(time, kDateForm)) return parse_time(time + " 00:00:00");
-  const std::optional<std::string> absolute = parse_time(time);
-  return absolute.has_value() ? absolute : parse_relative(text, now);
+  for (const auto& found : {parse_time(time), parse_rfc3339(text), parse_time_of_day(text, now)}) {
+    if (found.has_value()) return found;
+  }
+  return parse_relative(text, now);
+}
+
+std::optional<std::string> utc_time(std::string_view stored) {
+  const std::optional<std::string> time = parse_time(stored);
+  if (!time.has_value()) return std::nullopt;
+  tm parts{};
+  parts.tm_year = number_at(*time, 0, 4) - 1900;
+  parts.tm_mon = number_at(*time, 5, 2) - 1;
+  parts.tm_mday = number_at(*time, 8, 2);
+  parts.tm_hour = number_at(*time, 11, 2);
+  parts.tm_min = number_at(*time, 14, 2);
+  parts.tm_sec = number_at(*time, 17, 2);
+  parts.tm_isdst = -1;
+  const time_t point = mktime(&parts);
+  tm utc{};
+  if (gmtime_r(&point, &utc) == nullptr) return std::nullopt;
+  char text[96];
+  snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%sZ", utc.tm_year + 1900,
+           utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
+           time->substr(time->size() - 3).c_str());
+  return text;
 }
 
 }  // namespace qel::cli

@@ -17,9 +17,16 @@ std::string format_time(Clock::time_point time);
 // have "-" in place of "/". Nothing when the text has another form or names no real time.
 std::optional<std::string> parse_time(std::string_view text);
 
-// As parse_time, for the ends of a period: also a date alone (its midnight), "today" and
-// "yesterday" (their midnight), "now", and "-" with a number and one of s, sec, m, min, h, d, w: so
-// long before `now`.
+// As parse_time, for the ends of a period. Also: a date alone (its midnight); a time alone (today);
+// "today" and "yesterday" (their midnight); "now"; "-" with a span: so long before `now`; and the
+// form of RFC 3339, such as "2024-01-31T23:59:59Z" or "...59.123+01:00" (without a zone: local).
 std::optional<std::string> parse_bound(std::string_view text, Clock::time_point now);
+
+// The time that lies a span back: a number and one of s, sec, m, min, h, d, w.
+std::optional<std::string> parse_span_back(std::string_view span, Clock::time_point now);
+
+// The UTC time of a stored one, in the form of RFC 3339: "2024-01-31T23:59:59.123Z". Of a time that
+// the end of summer time repeats, the first. Nothing when the text is no stored time.
+std::optional<std::string> utc_time(std::string_view stored);
 
 }  // namespace qel::cli

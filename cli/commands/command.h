@@ -1,4 +1,4 @@
-// The subcommands. Each is one row of the table in main.cpp and one file of its own.
+// The subcommands. Each is one row of the table in command_line.cpp and one file of its own.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -15,13 +15,24 @@ using Action = std::function<ExitCode()>;
 struct Command {
   const char* name;
   const char* help;                 // one line
+  const char* group;                // its heading in the overview
   Action (*define)(CLI::App& app);  // adds options and examples to `app`
 };
 
-Action define_raise(CLI::App& app);
 Action define_list(CLI::App& app);
+Action define_follow(CLI::App& app);
+Action define_count(CLI::App& app);
+Action define_show(CLI::App& app);
 Action define_last(CLI::App& app);
-Action define_status(CLI::App& app);
+Action define_stats(CLI::App& app);
+Action define_gaps(CLI::App& app);
+Action define_raise(CLI::App& app);
 Action define_peers(CLI::App& app);
+Action define_status(CLI::App& app);
+Action define_check(CLI::App& app);
+Action define_config(CLI::App& app);
+Action define_verify(CLI::App& app);
+Action define_export(CLI::App& app);
+Action define_complete(CLI::App& app);
 
 }  // namespace qel::cli

@@ -1,14 +1,13 @@
 // qelalert last: the newest alerts.
-#include <iostream>
+#include <algorithm>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "alerts/session.h"
-#include "alerts/store.h"
+#include "alerts/snapshot.h"
 #include "commands/command.h"
 #include "commands/options.h"
-#include "output/render.h"
+#include "commands/presentation.h"
+#include "output/out.h"
 
 namespace qel::cli {
 namespace {
@@ -18,16 +17,22 @@ constexpr char kExamples[] =
     "  qelalert last 3 -o full\n"
     "  qelalert last 1 -o json";
 
+constexpr char kUsualForm[] = "table";
+
 struct LastOptions {
   int count = 10;
-  std::string output = "table";
+  PresentationOptions presentation;
 };
 
 ExitCode show_last(const LastOptions& options) {
+  const Presentation presentation = presentation_of(options.presentation, kUsualForm);
   const Session session;
-  const std::vector<ALERT_RECORD_INFO> alerts = read_newest(static_cast<size_t>(options.count));
+  const Snapshot snapshot;
+  AlertList alerts = snapshot.alerts();
+  std::reverse(alerts.begin(), alerts.end());
   if (alerts.empty()) message("the alert log is empty");
-  std::cout << alerts_as(options.output, alerts);
+  alerts.resize(std::min(alerts.size(), static_cast<size_t>(options.count)));
+  AlertPrinter(presentation).print_batch(alerts);
   return kDone;
 }
 
@@ -40,7 +45,7 @@ Action define_last(CLI::App& app) {
       ->type_name("")
       ->check(number_from_1())
       ->capture_default_str();
-  add_alert_output_option(app, options->output);
+  add_presentation_options(app, options->presentation, kUsualForm);
   return [options] { return show_last(*options); };
 }
 

@@ -15,14 +15,25 @@ bool is_control_byte(char c) {
 }
 
 // Digits only, without a leading zero: the parser behind would read such a number as octal.
-std::string number_fault(const std::string& text) {
+std::string number_fault(const std::string& text, int lowest) {
   constexpr int kMax = std::numeric_limits<int>::max();
   int number = 0;
   const char* const end = text.data() + text.size();
   const std::from_chars_result read = std::from_chars(text.data(), end, number);
-  const bool whole = read.ec == std::errc{} && read.ptr == end && text[0] != '0' && number > 0;
+  const bool octal = text.size() > 1 && text[0] == '0';
+  const bool whole = read.ec == std::errc{} && read.ptr == end && !octal && number >= lowest;
   if (whole) return {};
-  return in_quotes(text) + " is not a number from 1 to " + std::to_string(kMax);
+  return in_quotes(text) + " is not a number from " + std::to_string(lowest) + " to " +
+         std::to_string(kMax);
+}
+
+CLI::Validator one_of(const std::vector<std::string>& words) {
+  const auto check = [words](std::string& text) {
+    const bool known = std::find(words.begin(), words.end(), text) != words.end();
+    return known ? std::string()
+                 : in_quotes(text) + " is not one of " + CLI::detail::join(words, "|");
+  };
+  return {check, ""};
 }
 
 }  // namespace
@@ -50,33 +61,41 @@ CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::strin
 }
 
 CLI::Validator number_from_1() {
-  return {[](std::string& text) { return number_fault(text); }, ""};
+  return {[](std::string& text) { return number_fault(text, 1); }, ""};
+}
+
+CLI::Validator number_from_0() {
+  return {[](std::string& text) { return number_fault(text, 0); }, ""};
 }
 
 CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
                         const std::vector<std::string>& words, const std::string& help) {
-  const std::string listed = CLI::detail::join(words, "|");
-  const auto check = [words, listed](std::string& text) {
-    const bool known = std::find(words.begin(), words.end(), text) != words.end();
-    return known ? std::string() : in_quotes(text) + " is not one of " + listed;
-  };
   return app.add_option(names, choice, help)
-      ->type_name(listed)
-      ->check({check, ""})
+      ->type_name(CLI::detail::join(words, "|"))
+      ->check(one_of(words))
       ->capture_default_str();
+}
+
+CLI::Option* add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
+                         const std::vector<std::string>& words, const std::string& help) {
+  return app.add_option(names, choices, help)
+      ->type_name(CLI::detail::join(words, "|"))
+      ->allow_extra_args(false)
+      ->check(one_of(words));
 }
 
 CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help) {
   return add_choice(app, "-p,--level", level, {"1", "2", "3"}, help);
 }
 
-void add_alert_output_option(CLI::App& app, std::string& output) {
-  add_choice(app, "-o,--output", output, {"table", "json", "full"},
-             "How alerts are shown: a line each, JSON, or every field");
-}
-
 void add_answer_output_option(CLI::App& app, std::string& output) {
   add_choice(app, "-o,--output", output, {"text", "json"}, "How it is shown");
+}
+
+void add_cursor_option(CLI::App& app, std::string& file) {
+  app.add_option("--cursor-file", file,
+                 "Only what was not shown with this file before; it is made, and then kept up")
+      ->type_name("FILE");
 }
 
 void add_examples(CLI::App& app, const std::string& examples) {

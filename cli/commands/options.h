@@ -23,19 +23,24 @@ CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::strin
 
 // An option check that names the value and what is allowed.
 CLI::Validator number_from_1();
+CLI::Validator number_from_0();
 
 // An option that takes one of the words; they stand in its help.
 CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
                         const std::vector<std::string>& words, const std::string& help);
 
-// -p/--level.
-CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help);
+// The same for an option that may be repeated.
+CLI::Option* add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
+                         const std::vector<std::string>& words, const std::string& help);
 
-// -o/--output for alerts, one of the forms of render.h.
-void add_alert_output_option(CLI::App& app, std::string& output);
+// -p/--level of one alert.
+CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help);
 
 // -o/--output for what the daemon tells: text or json.
 void add_answer_output_option(CLI::App& app, std::string& output);
+
+// --cursor-file, for what a script or a viewer has had already.
+void add_cursor_option(CLI::App& app, std::string& file);
 
 // Puts examples before the options in the subcommand's help.
 void add_examples(CLI::App& app, const std::string& examples);

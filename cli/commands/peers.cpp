@@ -1,22 +1,29 @@
 // qelalert peers: what the alert daemon knows of the other servers and holds of their alerts.
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "alerts/id_runs.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "daemon_client/answer.h"
 #include "daemon_client/daemon_socket.h"
-#include "output/render.h"
+#include "output/columns.h"
+#include "output/out.h"
 
 namespace qel::cli {
 namespace {
 
 constexpr char kExamples[] =
     "  qelalert peers\n"
+    "  qelalert peers --check || echo \"the picture is incomplete\"\n"
     "  qelalert peers -o json";
+
+struct PeersOptions {
+  bool check = false;
+  std::string output = "text";
+};
 
 constexpr const char* kJsonMembers[] = {"peers", "held", "catch_up", "network"};
 
@@ -50,14 +57,8 @@ std::string address_table(const Json& peers) {
   return rows.size() > 1 ? align_columns(rows, terminal_width()) : "";
 }
 
-// A range of ids that are missing, both ends included.
-struct Hole {
-  uint64_t first;
-  uint64_t last;
-};
-
-std::vector<Hole> holes_of(const Json& held) {
-  std::vector<Hole> holes;
+std::vector<IdRun> holes_of(const Json& held) {
+  std::vector<IdRun> holes;
   const Json* list = held.is_object() ? list_member(held, "holes") : nullptr;
   if (list == nullptr) return holes;
   for (const Json& pair : *list) {
@@ -68,19 +69,13 @@ std::vector<Hole> holes_of(const Json& held) {
   return holes;
 }
 
-// "5-6, 9", with "..." behind when more is missing.
+// "5-6, 9", with "..." behind when the daemon has told not all of them.
 std::string holes_text(const Json& held) {
-  std::string text;
+  const std::vector<IdRun> holes = holes_of(held);
   uint64_t told = 0;
-  for (const auto [first, last] : holes_of(held)) {
-    text += (text.empty() ? "" : ", ") + std::to_string(first);
-    if (last != first) text += "-" + std::to_string(last);
-    told += last - first + 1;
-  }
-  const Json missing = held.is_object() ? held.value("missing", Json()) : Json();
-  const bool more = missing.is_number_unsigned() && missing.get<uint64_t>() > told;
-  if (text.empty()) return "-";
-  return more ? text + ", ..." : text;
+  for (const IdRun& hole : holes) told += hole.last - hole.first + 1;
+  const bool more = member_count(held, "/missing") > told;
+  return runs_text(holes, holes.size()) + (more && !holes.empty() ? ", ..." : "");
 }
 
 std::string held_table(const Json& held) {
@@ -121,19 +116,43 @@ Json json_members(const Json& answer) {
   return members;
 }
 
-ExitCode show_peers(const std::string& output) {
-  const Json answer = ask_daemon(daemon_socket_path(), "status");
-  std::cout << (output == "json" ? json_text(json_members(answer)) : peers_text(answer));
-  return kDone;
+// What keeps this server's picture from being complete, a sentence each.
+std::vector<std::string> incompleteness(const Json& answer) {
+  std::vector<std::string> findings;
+  const auto note = [&findings](const std::string& text) { findings.push_back(text); };
+  for_each_object(answer, "peers", [&](const Json& peer) {
+    const std::string name = member_text(peer, "/server");
+    const std::string state = member_text(peer, "/state");
+    const uint64_t waiting = member_count(peer, "/unacknowledged");
+    if (state != "answering") note(name + " is " + state);
+    if (waiting > 0) note(name + " has not acknowledged " + std::to_string(waiting) + " alerts");
+  });
+  for_each_object(answer, "held", [&](const Json& held) {
+    const uint64_t missing = member_count(held, "/missing");
+    if (missing == 0) return;
+    note(std::to_string(missing) + " alerts of " + member_text(held, "/server") + " are missing");
+  });
+  return findings;
+}
+
+ExitCode show_peers(const PeersOptions& options) {
+  const Json answer = ask_daemon(daemon_socket_path(), {{"request", "status"}});
+  print(options.output == "json" ? json_text(json_members(answer)) : peers_text(answer));
+  if (!options.check) return kDone;
+  const std::vector<std::string> findings = incompleteness(answer);
+  for (const std::string& finding : findings) message(finding);
+  return findings.empty() ? kDone : kIncomplete;
 }
 
 }  // namespace
 
 Action define_peers(CLI::App& app) {
   add_examples(app, kExamples);
-  const auto output = std::make_shared<std::string>("text");
-  add_answer_output_option(app, *output);
-  return [output] { return show_peers(*output); };
+  const auto options = std::make_shared<PeersOptions>();
+  app.add_flag("--check", options->check,
+               "Exit code 4 when a server is silent or behind, or alerts are missing here");
+  add_answer_output_option(app, options->output);
+  return [options] { return show_peers(*options); };
 }
 
 }  // namespace qel::cli

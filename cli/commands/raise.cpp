@@ -12,13 +12,16 @@
 #include "alert_config.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alerts/owner_rights.h"
 #include "alerts/record_text.h"
 #include "alerts/session.h"
 #include "alerts/store.h"
 #include "alerts/time_text.h"
 #include "commands/command.h"
+#include "commands/delivery.h"
 #include "commands/options.h"
 #include "common/unique_fd.h"
+#include "daemon_client/daemon_socket.h"
 #include "output/visible_text.h"
 
 namespace qel::cli {
@@ -27,6 +30,7 @@ namespace {
 constexpr char kExamples[] =
     "  qelalert raise -i 1001 -m disk \"disk 3 failed\"\n"
     "  qelalert raise -i 1001 -m disk -p 1 --time \"2024/01/31 23:59:59.123\" \"disk 3 failed\"\n"
+    "  qelalert raise -i 1001 -m disk --wait \"disk 3 failed\"\n"
     "  df -h /data | tail -1 | qelalert raise -i 1002 -m disk -p 2 -";
 
 constexpr ALERT_RECORD_INFO kNoAlert{};
@@ -38,6 +42,8 @@ struct RaiseOptions {
   std::string module;
   std::string server;
   std::string time;
+  bool wait = false;
+  int timeout_s = 30;
 };
 
 // Takes one line of standard input. Reads a little more than a message may hold: enough to tell
@@ -122,10 +128,18 @@ std::string intake_fault() {
   return fault.empty() ? "cannot write " + path : fault;
 }
 
+bool accepted(ALERT_RECORD_INFO* alert) {
+  const OwnerRights as_owner(alt_path_only);
+  return alert_log_lib_write(alert) == 0;
+}
+
 ExitCode raise_alert(const RaiseOptions& options) {
   ALERT_RECORD_INFO alert = make_alert(options);
+  const std::string socket = options.wait ? daemon_socket_path() : "";
   const Session session;
-  if (alert_log_lib_write(&alert) == 0) return kDone;
+  if (accepted(&alert)) {
+    return options.wait ? wait_for_delivery(alert, socket, options.timeout_s) : kDone;
+  }
   throw Failure(kFailed, "the alert was not accepted: " + intake_fault() + " (details in " +
                              diagnostic_log_path() + ")");
 }
@@ -153,6 +167,12 @@ Action define_raise(CLI::App& app) {
                  "Local time of the event, YYYY/MM/DD HH:MM:SS[.mmm] (default: now)")
       ->type_name("TIME")
       ->transform(stored_time());
+  app.add_flag("--wait", options->wait,
+               "Wait until it is stored and every server that can be reached has acknowledged it");
+  app.add_option("--timeout", options->timeout_s, "How long --wait waits, in seconds")
+      ->type_name("SECONDS")
+      ->check(number_from_1())
+      ->capture_default_str();
   return [options] { return raise_alert(*options); };
 }
 

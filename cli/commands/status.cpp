@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 
 #include <cstdint>
-#include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -14,7 +13,8 @@
 #include "commands/options.h"
 #include "daemon_client/answer.h"
 #include "daemon_client/daemon_socket.h"
-#include "output/render.h"
+#include "output/columns.h"
+#include "output/out.h"
 
 namespace qel::cli {
 namespace {
@@ -80,7 +80,7 @@ std::string status_text(const Json& status) {
 }
 
 void print_status(const Json& status, const std::string& output) {
-  std::cout << (output == "json" ? json_text(status) : status_text(status));
+  print(output == "json" ? json_text(status) : status_text(status));
 }
 
 Json log_status() {
@@ -129,7 +129,7 @@ ExitCode without_daemon(const NotReachable& reason, const std::string& output) {
 
 ExitCode show_status(const std::string& output) {
   try {
-    print_status(ask_daemon(daemon_socket_path(), "status"), output);
+    print_status(ask_daemon(daemon_socket_path(), {{"request", "status"}}), output);
     return kDone;
   } catch (const NotReachable& reason) {
     return without_daemon(reason, output);

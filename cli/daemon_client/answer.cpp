@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "output/out.h"
+
 namespace qel::cli {
 namespace {
 
@@ -34,6 +36,21 @@ std::string member_table(std::span<const Member> columns, const Json& list) {
   std::vector<Row> rows = {title_row(columns)};
   for (const Json& object : list) rows.push_back(member_row(columns, object));
   return align_columns(rows, terminal_width());
+}
+
+uint64_t member_count(const Json& object, const char* pointer) {
+  const Json::json_pointer place{pointer};
+  if (!object.contains(place) || !object.at(place).is_number_unsigned()) return 0;
+  return object.at(place).get<uint64_t>();
+}
+
+void for_each_object(const Json& answer, const char* name,
+                     const std::function<void(const Json&)>& visit) {
+  const Json* list = list_member(answer, name);
+  if (list == nullptr) return;
+  for (const Json& object : *list) {
+    if (object.is_object()) visit(object);
+  }
 }
 
 const Json* list_member(const Json& answer, const char* name) {

@@ -2,10 +2,12 @@
 // some, or give them another type: all of it has a text.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
-#include "output/render.h"
+#include "output/columns.h"
 
 namespace qel::cli {
 
@@ -16,6 +18,13 @@ struct Member {
 
 // The text of a member: "-" when it is missing or empty, "yes" or "no" for a truth value.
 std::string member_text(const Json& object, const char* pointer);
+
+// A member that counts something; 0 when it is missing or no such number.
+uint64_t member_count(const Json& object, const char* pointer);
+
+// Each object of the list that is the answer's member `name`.
+void for_each_object(const Json& answer, const char* name,
+                     const std::function<void(const Json&)>& visit);
 
 // A table as wide as the terminal with a row for each object of the list.
 std::string member_table(std::span<const Member> columns, const Json& list);

@@ -106,9 +106,9 @@ std::string daemon_socket_path() {
   return path.empty() ? kUsualPath : path;
 }
 
-Json ask_daemon(const std::string& socket_path, std::string_view request) {
+Json ask_daemon(const std::string& socket_path, const Json& request) {
   const UniqueFd fd = connect_to(socket_path);
-  const std::string line = Json{{"request", request}}.dump() + "\n";
+  const std::string line = json_line(request);
   const ssize_t sent = send(fd.get(), line.data(), line.size(), MSG_NOSIGNAL);
   if (sent != static_cast<ssize_t>(line.size())) throw not_reachable(socket_path, errno);
   const std::string text = read_answer_line(fd.get(), socket_path);

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 
 #include "failure.h"
-#include "output/render.h"
+#include "output/columns.h"
 
 namespace qel::cli {
 
@@ -25,8 +24,8 @@ class NotReachable : public Failure {
 // Throws a Failure when the configuration cannot be read.
 std::string daemon_socket_path();
 
-// Sends {"request":"..."} and gives the object that comes back. Throws NotReachable, or another
+// Sends a request, such as {"request":"status"}, and gives the object that comes back. Throws NotReachable, or another
 // Failure for an answer that is none.
-Json ask_daemon(const std::string& socket_path, std::string_view request);
+Json ask_daemon(const std::string& socket_path, const Json& request);
 
 }  // namespace qel::cli

@@ -1,8 +1,7 @@
 #include "support.h"
 
-#include <fcntl.h>
 #include <linux/capability.h>
-#include <pty.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +11,6 @@
 #include <stdexcept>
 
 #include "alert_log.h"
-#include "common/unique_fd.h"
 #include "support/files.h"
 
 namespace qel::cli::testing {
@@ -52,70 +50,10 @@ std::string replaced(std::string text, const std::string& from, const std::strin
   return text.replace(at, from.size(), to);
 }
 
-std::string content_of(const std::string& path) {
-  const std::optional<std::string> content = alt_test::read_file(path);
-  if (!content) throw std::runtime_error("missing: " + path);
-  return *content;
-}
-
-// The standard descriptors of a program to be run, with what it wrote afterwards.
-class Streams {
- public:
-  Streams(const std::string& directory, const RunOptions& options)
-      : input_(directory + "/stdin"),
-        captured_(options.out_path.empty()),
-        out_(captured_ ? directory + "/stdout" : options.out_path),
-        err_(directory + "/stderr") {
-    alt_test::write_file(input_, options.input);
-    if (options.terminal_columns > 0) open_terminal(options.terminal_columns);
-  }
-
-  // In the child.
-  void take() const {
-    dup2(open(input_.c_str(), O_RDONLY), STDIN_FILENO);
-    const int made = O_WRONLY | O_CREAT | O_TRUNC;
-    dup2(slave_ ? slave_.get() : open(out_.c_str(), made, 0644), STDOUT_FILENO);
-    dup2(open(err_.c_str(), made, 0644), STDERR_FILENO);
-  }
-
-  // Nothing when it went into a file that the test named: that may be an endless device.
-  std::string written_out() {
-    if (master_) return read_terminal();
-    return captured_ ? content_of(out_) : "";
-  }
-  std::string written_err() const { return content_of(err_); }
-
- private:
-  void open_terminal(int columns) {
-    winsize size{};
-    size.ws_row = 25;
-    size.ws_col = static_cast<unsigned short>(columns);
-    int master = -1;
-    int slave = -1;
-    if (openpty(&master, &slave, nullptr, nullptr, &size) != 0) throw std::runtime_error("openpty");
-    master_ = UniqueFd(master);
-    slave_ = UniqueFd(slave);
-  }
-
-  // The program is gone, and with the slave the terminal's last writer: reading ends in an error.
-  std::string read_terminal() {
-    slave_ = UniqueFd();
-    std::string text;
-    char piece[4096];
-    ssize_t count;
-    while ((count = read(master_.get(), piece, sizeof piece)) > 0) {
-      text.append(piece, static_cast<size_t>(count));
-    }
-    return text;
-  }
-
-  std::string input_;
-  bool captured_;
-  std::string out_;
-  std::string err_;
-  UniqueFd master_;
-  UniqueFd slave_;
-};
+// What a terminal and the surroundings of the test must not decide.
+const std::map<std::string, std::string> kSurroundings = {
+    {"QELALERT_SOCKET", ""}, {"QELALERT_PAGER", "cat"}, {"NO_COLOR", ""},
+    {"TERM", "xterm"},       {"LC_ALL", "C.UTF-8"},     {"TZ", "UTC"}};
 
 [[noreturn]] void become_program(const std::vector<std::string>& arguments,
                                  const RunOptions& options, const Streams& streams) {
@@ -124,19 +62,39 @@ class Streams {
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   streams.take();
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // also when the test itself is killed
   alarm(kRunTimeMax_s);
   if (options.prepare) options.prepare();
   execv(QELALERT_PROGRAM, argv.data());
   _exit(127);
 }
 
-int wait_for(pid_t pid) {
-  int status = 0;
-  while (waitpid(pid, &status, 0) == -1 && errno == EINTR) continue;
-  return WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
+}  // namespace
+
+RunningTool::RunningTool(const std::string& files, const std::vector<std::string>& arguments,
+                         const RunOptions& options)
+    : streams_(files, options), pid_(fork()) {
+  if (pid_ < 0) throw std::runtime_error("fork");
+  if (pid_ == 0) become_program(arguments, options, streams_);
+  streams_.leave_to_program();
 }
 
-}  // namespace
+RunningTool::~RunningTool() {
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGKILL);
+  while (waitpid(pid_, nullptr, 0) == -1 && errno == EINTR) continue;
+}
+
+void RunningTool::kill(int signal) const { ::kill(pid_, signal); }
+
+Result RunningTool::wait() {
+  std::string out = streams_.read_terminal();
+  int status = 0;
+  while (waitpid(pid_, &status, 0) == -1 && errno == EINTR) continue;
+  pid_ = -1;
+  const int exit_code = WIFSIGNALED(status) ? 1000 + WTERMSIG(status) : WEXITSTATUS(status);
+  return {exit_code, out + streams_.out(), streams_.err()};
+}
 
 TempCluster::TempCluster() {
   std::filesystem::create_directory(root() + "/config");
@@ -150,7 +108,7 @@ TempCluster::TempCluster() {
 void TempCluster::edit_config(const std::string& file, const std::string& from,
                               const std::string& to) const {
   const std::string path = config_path(file);
-  alt_test::write_file(path, replaced(content_of(path), from, to));
+  alt_test::write_file(path, replaced(alt_test::read_file(path).value(), from, to));
 }
 
 void TempCluster::store_alert(const ALERT_RECORD_INFO& alert) const {
@@ -171,18 +129,17 @@ std::map<std::string, std::string> TempCluster::store_files() const {
 
 Result TempCluster::run(const std::vector<std::string>& arguments,
                         const RunOptions& options) const {
+  return start(arguments, options)->wait();
+}
+
+std::unique_ptr<RunningTool> TempCluster::start(const std::vector<std::string>& arguments,
+                                                const RunOptions& options) const {
   RunOptions complete = options;
-  complete.environment.insert({{"QEL_CONFIG_DIR", root() + "/config"},
-                               {"QEL_LOG_DIR", root() + "/diag"},
-                               {"QELALERT_SOCKET", ""},
-                               {"LC_ALL", "C.UTF-8"},
-                               {"TZ", "UTC"}});
-  Streams streams(root(), complete);
-  const pid_t pid = fork();
-  if (pid < 0) throw std::runtime_error("fork");
-  if (pid == 0) become_program(arguments, complete, streams);
-  const int exit_code = wait_for(pid);
-  return {exit_code, streams.written_out(), streams.written_err()};
+  complete.environment.insert(
+      {{"QEL_CONFIG_DIR", root() + "/config"}, {"QEL_LOG_DIR", root() + "/diag"}});
+  complete.environment.insert(kSurroundings.begin(), kSurroundings.end());
+  const std::string files = root() + "/run" + std::to_string(++runs_);
+  return std::make_unique<RunningTool>(files, arguments, complete);
 }
 
 void expect_refused(const Result& result, int exit_code, const std::vector<std::string>& parts) {

@@ -4,11 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "streams.h"
 #include "support/records.h"
 #include "support/temp_store.h"
 
@@ -20,12 +21,24 @@ struct Result {
   std::string err;
 };
 
-struct RunOptions {
-  std::string input{};                               // its standard input
-  std::map<std::string, std::string> environment{};  // added to the inherited one
-  std::string out_path{};           // a file for its standard output; else it is captured
-  int terminal_columns = 0;         // above 0: standard output is a terminal
-  std::function<void()> prepare{};  // runs in the child before the program
+// A started program; the end of the scope kills it.
+class RunningTool {
+ public:
+  // `files`: how the names of the files for its input and output begin.
+  RunningTool(const std::string& files, const std::vector<std::string>& arguments,
+              const RunOptions& options);
+  ~RunningTool();
+  RunningTool(const RunningTool&) = delete;
+  RunningTool& operator=(const RunningTool&) = delete;
+
+  void kill(int signal) const;
+  std::string out() const { return streams_.out(); }  // so far; a terminal's comes by wait alone
+  std::string err() const { return streams_.err(); }
+  Result wait();
+
+ private:
+  Streams streams_;
+  pid_t pid_;
 };
 
 // A store with the configuration that leads to it:
@@ -52,8 +65,11 @@ class TempCluster {
   std::map<std::string, std::string> store_files() const;
 
   Result run(const std::vector<std::string>& arguments, const RunOptions& options = {}) const;
+  std::unique_ptr<RunningTool> start(const std::vector<std::string>& arguments,
+                                     const RunOptions& options = {}) const;
 
  private:
+  mutable int runs_ = 0;  // each has files of its own
   alt_test::TempStore store_{kCapacity};
 
   static constexpr int kCapacity = 100;

@@ -1,30 +1,13 @@
 #include "alerts/time_text.h"
 
-#include <gtest/gtest.h>
+#include "zoned_test.h"
 
-#include <cstdlib>
-#include <ctime>
-
-namespace qel::cli {
+namespace qel::cli::testing {
 namespace {
 
 using std::chrono::milliseconds;
 
-// 2024/03/01 12:30:45.678 UTC
-constexpr Clock::time_point kNow{milliseconds{1709296245678}};
-
-class TimeText : public ::testing::Test {
- protected:
-  TimeText() { use_zone("UTC"); }
-  ~TimeText() override {
-    unsetenv("TZ");
-    tzset();
-  }
-  static void use_zone(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-};
+class TimeText : public ZonedTest {};
 
 TEST_F(TimeText, PointInTimeIsWrittenWithMilliseconds) {
   EXPECT_EQ("2024/03/01 12:30:45.678", format_time(kNow));
@@ -120,7 +103,42 @@ TEST_F(TimeText, WrongAmountsAndUnitsAreRefused) {
 
 TEST_F(TimeText, AmountThatReachesBefore1970IsRefused) {
   EXPECT_EQ(std::nullopt, parse_bound("-999999999w", kNow));
+  EXPECT_EQ("1970/01/01 00:00:00.000",
+            parse_span_back("1s", Clock::time_point{milliseconds{1000}}));
+  EXPECT_EQ(std::nullopt, parse_span_back("1s", Clock::time_point{milliseconds{999}}));
+}
+
+TEST_F(TimeText, SpanIsTheTimeBackWithoutItsSign) {
+  EXPECT_EQ("2024/03/01 12:30:44.678", parse_span_back("1s", kNow));
+  EXPECT_EQ("2024/03/01 12:30:15.678", parse_span_back("30sec", kNow));
+  EXPECT_EQ("2024/03/01 12:29:45.678", parse_span_back("1m", kNow));
+  EXPECT_EQ("2024/03/01 12:00:45.678", parse_span_back("30min", kNow));
+  EXPECT_EQ("2024/02/29 12:30:45.678", parse_span_back("24h", kNow));
+  EXPECT_EQ("2023/03/02 12:30:45.678", parse_span_back("365d", kNow));
+  EXPECT_EQ("2024/02/16 12:30:45.678", parse_span_back("2w", kNow));
+  EXPECT_EQ("2024/03/01 12:30:45.678", parse_span_back("0h", kNow));
+}
+
+TEST_F(TimeText, WrongSpansAreRefused) {
+  for (const char* text : {"", "h", "2", "-2h", "+2h", "2 h", "2h ", " 2h", "2y", "2H", "2.5h",
+                           "2h30m", "9999999999s", "today"}) {
+    EXPECT_EQ(std::nullopt, parse_span_back(text, kNow)) << text;
+  }
+}
+
+TEST_F(TimeText, TimeOfDayIsToday) {
+  EXPECT_EQ("2024/03/01 08:05:00.000", parse_bound("08:05", kNow));
+  EXPECT_EQ("2024/03/01 23:59:59.000", parse_bound("23:59:59", kNow));
+  use_zone("XYZ+13");
+  EXPECT_EQ("2024/02/29 00:00:00.000", parse_bound("00:00", kNow));
+}
+
+TEST_F(TimeText, WrongTimesOfDayAreRefused) {
+  for (const char* text : {"24:00", "08:60", "08:05:60", "8:05", "08:5", "0805", "08:05:0",
+                           "08:05 ", " 08:05", "08:05:59.5", "08:05Z"}) {
+    EXPECT_EQ(std::nullopt, parse_bound(text, kNow)) << text;
+  }
 }
 
 }  // namespace
-}  // namespace qel::cli
+}  // namespace qel::cli::testing

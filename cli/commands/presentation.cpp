@@ -1,0 +1,76 @@
+#include "commands/presentation.h"
+
+#include <vector>
+
+#include "commands/options.h"
+#include "output/color.h"
+#include "output/out.h"
+#include "output/visible_text.h"
+
+namespace qel::cli {
+namespace {
+
+constexpr char kGroup[] = "Output";
+
+std::string field_list() { return CLI::detail::join(field_names(), ","); }
+
+CLI::Validator known_field() {
+  return {[](std::string& text) {
+            return field_by_name(text).has_value()
+                       ? std::string()
+                       : in_quotes(text) + " is not one of " + field_list();
+          },
+          ""};
+}
+
+}  // namespace
+
+void add_presentation_options(CLI::App& app, PresentationOptions& options, const char* usual_form) {
+  add_choice(app, "-o,--output", options.form, output_forms(),
+             "Form of the alerts (default: " + std::string(usual_form) + ")")
+      ->default_str("")
+      ->group(kGroup);
+  const auto take_fields = [&options](const std::vector<std::string>& names) {
+    for (const std::string& name : names) options.fields.push_back(*field_by_name(name));
+  };
+  app.add_option_function<std::vector<std::string>>("--fields", take_fields,
+                                                    "What is shown of each alert: " + field_list())
+      ->type_name("NAME")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->delimiter(',')
+      ->allow_extra_args(false)
+      ->check(known_field())
+      ->group(kGroup);
+  add_utc_option(app, options.utc);
+  add_choice(app, "--color", options.color, {"auto", "always", "never"},
+             "Levels in colours; auto: on a terminal, unless NO_COLOR is set")
+      ->group(kGroup);
+}
+
+void add_utc_option(CLI::App& app, bool& utc) {
+  app.add_flag("--utc", utc, "Times as UTC, 2024-01-31T23:59:59.123Z")->group(kGroup);
+}
+
+void add_pager_option(CLI::App& app, PresentationOptions& options) {
+  app.add_flag("--no-pager", options.no_pager,
+               "Straight to the terminal, not through QELALERT_PAGER, PAGER or less")
+      ->group(kGroup);
+}
+
+Presentation presentation_of(const PresentationOptions& options, const char* usual_form) {
+  Presentation presentation;
+  presentation.form = !options.form.empty()    ? options.form
+                      : options.fields.empty() ? usual_form
+                                               : "table";
+  if (presentation.form == "short" && !options.fields.empty()) {
+    throw CLI::ValidationError("--fields", "the form \"short\" has no choice of fields; use table");
+  }
+  presentation.fields = options.fields;
+  presentation.zone = options.utc ? Zone::kUtc : Zone::kLocal;
+  presentation.color = use_color(options.color);
+  presentation.terminal = output_is_terminal();
+  presentation.width = terminal_width();
+  return presentation;
+}
+
+}  // namespace qel::cli
