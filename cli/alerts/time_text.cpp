@@ -145,6 +145,17 @@ std::optional<std::string> parse_relative(std::string_view text, Clock::time_poi
   return parse_span_back(text.substr(1), now);
 }
 
+// The first point in time at which clocks here show the time. Left to itself, mktime chooses for
+// the hour that the end of summer time repeats by what it was asked before.
+time_t first_point(tm parts) {
+  tm in_summer = parts;
+  in_summer.tm_isdst = 1;
+  const time_t point = mktime(&in_summer);
+  if (in_summer.tm_isdst > 0 && in_summer.tm_hour == parts.tm_hour) return point;
+  parts.tm_isdst = -1;
+  return mktime(&parts);
+}
+
 // "HH:MM" or "HH:MM:SS": today at that time.
 std::optional<std::string> parse_time_of_day(std::string_view text, Clock::time_point now) {
   std::string time(text);
@@ -210,8 +221,7 @@ std::optional<std::string> utc_time(std::string_view stored) {
   parts.tm_hour = number_at(*time, 11, 2);
   parts.tm_min = number_at(*time, 14, 2);
   parts.tm_sec = number_at(*time, 17, 2);
-  parts.tm_isdst = -1;
-  const time_t point = mktime(&parts);
+  const time_t point = first_point(parts);
   tm utc{};
   if (gmtime_r(&point, &utc) == nullptr) return std::nullopt;
   char text[96];

@@ -21,11 +21,13 @@ class DeliveryReport : public ClusterTest {
   // Sends the alert of this id to the others, as the daemon does.
   static void send_alert(uint32_t id) {
     ALERT_RECORD_INFO record = alert_of("node1", id);
+    std::string datagram(AL_MSG_HEADER_SIZE, '\0');
+    datagram.append(reinterpret_cast<const char*>(&record), sizeof record);
     al_msg_header head = {};
     head.msg_type = AL_MSGTYPE_SYNC_SEND_ALERT;
     head.data_len = sizeof record;
     al_msg msg = {&head, nullptr, nullptr};
-    EXPECT_EQ(0, recv_send_alert_msg(&msg, alt_test::image(record), kOwn[0]));
+    EXPECT_EQ(0, recv_send_alert_msg(&msg, datagram.data(), kOwn[0]));
   }
   // The sequence under which the alert to this server waits.
   static uint32_t sequence_to(const std::string& server, uint32_t id) {
@@ -51,7 +53,8 @@ class DeliveryReport : public ClusterTest {
   // "node2 acknowledged, node3 waiting"
   std::string deliveries(uint32_t id) const {
     std::string text;
-    for (const json& peer : report_of(id).at("peers")) {
+    const json answer = report_of(id);
+    for (const json& peer : answer.at("peers")) {
       text += (text.empty() ? "" : ", ") + peer.at("server").get<std::string>() + " " +
               peer.at("delivery").get<std::string>();
     }

@@ -169,7 +169,7 @@ TEST_F(StatusSocketTest, SocketIsForOwnerAndGroupOnly) {
 
 TEST_F(StatusSocketTest, PathThatIsTooLongIsTheReasonGiven) {
   const daemon::Event event = daemon::make_event_loop();
-  daemon::StatusSocket socket([] { return std::string(); });
+  daemon::StatusSocket socket({});
   std::string error;
   const std::string path = directory_ / std::string(110, 's');
   EXPECT_FALSE(socket.listen(event.get(), path, &error));
