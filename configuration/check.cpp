@@ -103,7 +103,7 @@ class Check {
     int number = 0;
     const std::string no_int = int_fault(text, &number);
     if (!no_int.empty()) return shown(text) + " " + no_int;
-    const std::string fault = number_fault(key, number);
+    std::string fault = number_fault(key, number);
     if (fault.empty()) numbers_[key.path] = number;
     return fault;
   }

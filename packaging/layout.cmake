@@ -11,7 +11,9 @@ if(QEL_DEBIAN)
   set(QEL_UNIT_DIR /lib/systemd/system)
   set(QEL_CONFIG_DIR /etc/qelalert)
   set(QEL_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/qelalertd)
-  set(CMAKE_SKIP_RPATH ON)  # the system's loader knows the place
+  set(CMAKE_SKIP_INSTALL_RPATH ON)  # the system's loader knows the place
+  # What is left of the build's own paths does not depend on where the tree lies.
+  set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 else()
   set(QEL_UNIT_DIR lib/systemd/system)
   set(QEL_CONFIG_DIR ${CMAKE_INSTALL_DATADIR}/qelalert/config)

@@ -60,6 +60,8 @@ set(qel_about "The alert log keeps the operational alerts of a cluster of server
 is raised on one server soon stands in the log of every server, and a server
 that was away fetches what it has missed.\n\n")
 
+# One package for four libraries: the three below the alert log are released with it, and packages
+# of their own would only be three more that must have one version.
 qel_package(library libqelalertlog1.0 libs "alert log of a cluster of servers - shared libraries
 ${qel_about}This package has the library that programs raise and read alerts with, and
 the three small libraries below it.")

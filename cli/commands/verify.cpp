@@ -15,10 +15,11 @@ constexpr char kExamples[] =
     "  qelalert verify -v /mnt/copy/log";
 
 constexpr char kNotes[] =
-    "Nothing is changed, neither here nor beside a running daemon. A sound store is silent;\n"
-    "each finding is a line, \"FILE: line N (byte B): what is wrong\". An index that is missing,\n"
-    "or behind the log as the log's header tells, is noted and no finding: it is built at its\n"
-    "next use. Exit code 1 with findings or without a log, else 0.";
+    "Nothing is changed, also beside a running daemon. A sound store is silent; each\n"
+    "finding is a line, \"FILE: line N (byte B): what is wrong\". \"Log line\" counts the\n"
+    "records from 0, as the indexes do. An index that is missing, or behind the log\n"
+    "as the log's header tells, is noted and no finding: it is built at its next use.\n"
+    "Exit code 1 with findings or without a log, else 0.";
 
 // Findings of a file: a log that has shifted has one in each line.
 constexpr size_t kShownMax = 100;

@@ -1,6 +1,8 @@
 #include "describe/command_tree.h"
 
 #include <CLI/CLI.hpp>
+#include <stdexcept>
+#include <string_view>
 
 #include "command_line.h"
 #include "describe/completer.h"
@@ -50,6 +52,9 @@ CommandFacts facts_of(const CLI::App& app, const std::string& path) {
   if (examples != std::string::npos) {
     facts.examples = text.substr(examples + std::string(kExamplesTitle).size());
   }
+  if (facts.help.find('\n') != std::string::npos) {
+    throw std::logic_error("the description of " + path + " is more than a line and examples");
+  }
   facts.notes = app.get_footer();
   for (const CLI::Option* option : app.get_options()) facts.options.push_back(facts_of(*option));
   for (const CLI::App* command : app.get_subcommands({})) {
@@ -57,6 +62,14 @@ CommandFacts facts_of(const CLI::App& app, const std::string& path) {
     facts.commands.push_back(facts_of(*command, path + " " + command->get_name()));
   }
   return facts;
+}
+
+// CLI11 gives a command the notes of the one above it; here they are told once.
+void tell_notes_once(CommandFacts* command) {
+  for (CommandFacts& below : command->commands) {
+    tell_notes_once(&below);
+    if (below.notes == command->notes) below.notes.clear();
+  }
 }
 
 void inherit(const std::vector<OptionFacts>& options, CommandFacts* command) {
@@ -79,12 +92,24 @@ Tool read_tool() {
   CommandLine line;
   const std::string name = line.app().get_name();
   Tool tool{facts_of(line.app(), name), name + " " + default_command()};
+  tell_notes_once(&tool.root);
   std::vector<OptionFacts> common;
   for (const OptionFacts& option : tool.root.options) {
     if (option.takes_value()) common.push_back(option);
   }
   for (CommandFacts& command : tool.root.commands) inherit(common, &command);
   return tool;
+}
+
+std::string summary_of(const std::string& help) {
+  int depth = 0;
+  for (size_t i = 0; i < help.size(); ++i) {
+    depth += (help[i] == '(') - (help[i] == ')');
+    const bool is_end = std::string_view(".;:").find(help[i]) != std::string_view::npos &&
+                        (i + 1 == help.size() || help[i + 1] == ' ');
+    if (is_end && depth == 0) return help.substr(0, i);
+  }
+  return help;
 }
 
 std::vector<const CommandFacts*> with_all_below(const CommandFacts& command) {

@@ -43,6 +43,9 @@ struct Tool {
 
 Tool read_tool();
 
+// The first clause of a help, for a narrow column.
+std::string summary_of(const std::string& help);
+
 // All below `command` and itself, from the top.
 std::vector<const CommandFacts*> with_all_below(const CommandFacts& command);
 

@@ -68,21 +68,24 @@ const OptionFacts* same_named(const OptionFacts& option, const CommandFacts& com
   return found != command.options.end() ? &*found : nullptr;
 }
 
-// Whether it can be told once for all: it is in a group and means the same wherever it is.
+// Whether it can be told once for all: it means the same wherever it is in its group.
 bool is_shared(const OptionFacts& option, const Commands& commands) {
   return !is_common_heading(option.group) &&
          std::all_of(commands.begin(), commands.end(), [&](const CommandFacts* command) {
            const OptionFacts* other = same_named(option, *command);
-           return other == nullptr || *other == option;
+           return other == nullptr || other->group != option.group || *other == option;
          });
+}
+
+bool is_among(const OptionFacts& option, const Options& options) {
+  return std::find(options.begin(), options.end(), option) != options.end();
 }
 
 Options shared_options(const Commands& commands) {
   Options shared;
   for (const CommandFacts* command : commands) {
     for (const OptionFacts& option : command->options) {
-      const bool is_new = std::find(shared.begin(), shared.end(), option) == shared.end();
-      if (is_new && is_shared(option, commands)) shared.push_back(option);
+      if (!is_among(option, shared) && is_shared(option, commands)) shared.push_back(option);
     }
   }
   return shared;
@@ -103,7 +106,7 @@ std::string references(const CommandFacts& command, const Options& shared) {
   for (const std::string& group : groups_of(shared)) {
     std::string names;
     for (const OptionFacts& option : shared) {
-      if (option.group != group || same_named(option, command) == nullptr) continue;
+      if (option.group != group || !is_among(option, command.options)) continue;
       names += (names.empty() ? "" : ", ") + names_text(option);
     }
     if (!names.empty()) {
@@ -122,11 +125,9 @@ bool is_help(const OptionFacts& option) {
 }
 
 std::string description(const CommandFacts& command, const Options& shared) {
-  std::string text = ".PP\n" + usage(command) + "\n.RS 4\n.PP\n" + as_roff(command.help) + ".\n";
+  std::string text = ".PP\n" + usage(command) + "\n.RS 4\n" + as_roff(command.help) + ".\n";
   for (const OptionFacts& option : command.options) {
-    const bool is_told_elsewhere =
-        is_help(option) || std::find(shared.begin(), shared.end(), option) != shared.end();
-    if (!is_told_elsewhere) text += entry(option);
+    if (!is_help(option) && !is_among(option, shared)) text += entry(option);
   }
   text += references(command, shared);
   if (!command.notes.empty()) text += ".PP\n" + as_roff(command.notes) + "\n";

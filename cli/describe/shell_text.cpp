@@ -63,16 +63,17 @@ std::string zsh_command(const CommandFacts& command) {
   return "      " + quoted(command.name() + ":" + replaced(command.help, ":", "\\:")) + "\n";
 }
 
-// ":message:action"; the blank before the action lets _arguments call it as it stands here.
+// ":message:action"; the blank before the action lets _arguments call it as it stands here. Without
+// one, nothing at all would be offered where a positional value may stand, not even options.
 std::string zsh_value(const OptionFacts& option, const std::string& message) {
-  const std::string action = option.values.empty() ? " " : " _qelalert_value " + option.values;
+  const std::string action = option.values.empty() ? "()" : " _qelalert_value " + option.values;
   return ":" + replaced(message, ":", "\\:") + ":" + action;
 }
 
 std::string zsh_exclusion(const OptionFacts& option) {
   std::vector<std::string> names = option.excluded;
   if (!option.repeats) names.insert(names.end(), option.names.begin(), option.names.end());
-  return "(" + joined(names) + ")";
+  return names.empty() ? "" : "(" + joined(names) + ")";
 }
 
 // A value stands behind a short option, and behind a long one with or without "=".
@@ -86,13 +87,13 @@ std::string zsh_options(const OptionFacts& option) {
     return "      " + quoted((option.repeats ? "*" : "") + zsh_value(option, option.names[0])) +
            "\n";
   }
-  const std::string help = replaced(replaced(option.help, "\\", "\\\\"), "]", "\\]");
+  const std::string help = replaced(summary_of(option.help), "\\", "\\\\");
   std::string rows;
   for (const std::string& name : option.names) {
     const std::string value = option.takes_value() ? zsh_value(option, option.type) : "";
     rows += "      " +
             quoted((option.repeats ? "*" : "") + zsh_exclusion(option) + zsh_name(option, name) +
-                   "[" + replaced(help, "[", "\\[") + "]" + value) +
+                   "[" + replaced(replaced(help, "[", "\\["), "]", "\\]") + "]" + value) +
             "\n";
   }
   return rows;
@@ -124,7 +125,7 @@ std::string fish_option(const OptionFacts& option) {
     text += (is_long ? " -l " : " -s ") + name.substr(is_long ? 2 : 1);
   }
   if (option.takes_value()) text += fish_value(option);
-  return text + " -d " + quoted(option.help);
+  return text + " -d " + quoted(summary_of(option.help));
 }
 
 std::string fish_lines(const CommandFacts& command, const Tool& tool) {

@@ -33,8 +33,8 @@ class ColumnAligner {
   std::vector<size_t> columns_;
 };
 
-// A document as text that is always valid UTF-8: other bytes become U+FFFD. Spread over lines, or
-// as one line with its line end.
+// A document as text that is always valid UTF-8, other bytes become U+FFFD, and without control
+// characters but the line ends. Spread over lines, or as one line with its line end.
 std::string json_text(const Json& document);
 std::string json_line(const Json& document);
 

@@ -8,12 +8,17 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
+#include <string>
 
 #include "failure.h"
 #include "output/out.h"
+#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {
+
+constexpr char kUsualPager[] = "less";
 
 // Ends by itself when all fits on the screen, keeps colours, cuts long lines, leaves the text on
 // the screen.
@@ -23,7 +28,32 @@ const char* pager_program() {
   for (const char* name : {"QELALERT_PAGER", "PAGER"}) {
     if (const char* program = getenv(name)) return program;
   }
-  return "less";
+  return kUsualPager;
+}
+
+// The program that a shell would run for the command; empty when that is not plain to see.
+std::string program_of(const std::string& command) {
+  const size_t begin = command.find_first_not_of(' ');
+  if (begin == std::string::npos) return {};
+  const std::string word = command.substr(begin, command.find(' ', begin) - begin);
+  return word.find_first_of("=$`'\"\\~(){}<>|&;*?[") == std::string::npos ? word : "";
+}
+
+bool is_in_path(const std::string& program) {
+  const char* const path = getenv("PATH");
+  std::istringstream directories(path != nullptr ? path : "/usr/bin:/bin");
+  for (std::string directory; std::getline(directories, directory, ':');) {
+    if (access((directory + "/" + program).c_str(), X_OK) == 0) return true;
+  }
+  return false;
+}
+
+// Whether it can be run, as far as that shows.
+bool is_there(const char* command) {
+  const std::string program = program_of(command);
+  if (program.empty()) return true;
+  if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
+  return is_in_path(program);
 }
 
 [[noreturn]] void become_pager(const char* program, int input) {
@@ -39,7 +69,12 @@ const char* pager_program() {
 Pager::Pager(bool wanted) {
   const char* const program = pager_program();
   if (!wanted || !output_is_terminal()) return;
-  if (program[0] != '\0' && strcmp(program, "cat") != 0) start(program);
+  if (program[0] == '\0' || strcmp(program, "cat") == 0) return;
+  if (is_there(program)) {
+    start(program);
+  } else if (strcmp(program, kUsualPager) != 0) {
+    message("there is no pager " + in_quotes(program));
+  }
 }
 
 void Pager::start(const char* program) {

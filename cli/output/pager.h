@@ -6,8 +6,9 @@
 namespace qel::cli {
 
 // As long as it lives, standard output goes through the operator's pager: QELALERT_PAGER, else
-// PAGER, else less. There is none when standard output is no terminal, when `wanted` is false, or
-// when the pager is "cat" or empty. The destructor waits until the operator has left the pager.
+// PAGER, else less. There is none when standard output is no terminal, when `wanted` is false, when
+// the pager is "cat" or empty, or when it is not there, which a message tells unless it is less.
+// The destructor waits until the operator has left the pager.
 class Pager {
  public:
   explicit Pager(bool wanted);

@@ -25,6 +25,15 @@ std::string read_request(int fd) {
   return text;
 }
 
+void send_all(int fd, const std::string& text) {
+  size_t sent = 0;
+  while (sent < text.size()) {
+    const ssize_t count = send(fd, text.data() + sent, text.size() - sent, MSG_NOSIGNAL);
+    if (count <= 0) break;
+    sent += static_cast<size_t>(count);
+  }
+}
+
 }  // namespace
 
 UniqueFd listen_at(const std::string& path) {
@@ -38,19 +47,22 @@ UniqueFd listen_at(const std::string& path) {
 }
 
 AnsweringSocket::AnsweringSocket(const std::string& path, const std::string& answer)
-    : socket_(listen_at(path)), child_([this, answer] { return serve(answer); }) {}
+    : AnsweringSocket(path, {{R"({"request":"status"})", answer}}) {}
 
-int AnsweringSocket::serve(const std::string& answer) const {
-  const UniqueFd client(accept(socket_.get(), nullptr, nullptr));
-  const std::string request = read_request(client.get());
-  size_t sent = 0;
-  while (sent < answer.size()) {
-    const ssize_t count =
-        send(client.get(), answer.data() + sent, answer.size() - sent, MSG_NOSIGNAL);
-    if (count <= 0) break;
-    sent += static_cast<size_t>(count);
+AnsweringSocket::AnsweringSocket(const std::string& path, const std::vector<Exchange>& exchanges)
+    : socket_(listen_at(path)), child_([this, exchanges] { return serve(exchanges); }) {}
+
+int AnsweringSocket::serve(const std::vector<Exchange>& exchanges) const {
+  const timeval patience{.tv_sec = 20, .tv_usec = 0};
+  (void)setsockopt(socket_.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+  int wrong = 0;
+  for (const auto& [request, answer] : exchanges) {
+    const UniqueFd client(accept(socket_.get(), nullptr, nullptr));
+    if (!client) return 2;  // nobody has come
+    if (read_request(client.get()) != request) ++wrong;
+    send_all(client.get(), answer);
   }
-  return request == R"({"request":"status"})" ? 0 : 1;
+  return wrong == 0 ? 0 : 1;
 }
 
 }  // namespace qel::cli::testing

@@ -73,6 +73,43 @@ TEST_F(Reading, ListTakesTimesBackFromNow) {
   EXPECT_EQ((Ids{1, 2, 4, 5, 3}), listed({"--last", "2000w"}));
 }
 
+// How many of the five a call with each filter leaves, and the same with its short name.
+struct Left {
+  std::vector<std::string> filter;
+  size_t count;
+};
+const Left kLeft[] = {{{"--since", "2024/01/31 10:00:00"}, 3},
+                      {{"-S", "2024/02/01"}, 1},
+                      {{"--until", "2024/01/31"}, 2},
+                      {{"-U", "2024/02/01"}, 4},
+                      {{"--last", "2000w"}, 5},
+                      {{"--last", "1s"}, 0},
+                      {{"--server", "node2"}, 2},
+                      {{"-s", "!node2"}, 3},
+                      {{"--module", "disk"}, 3},
+                      {{"-m", "net"}, 2},
+                      {{"--event", "1002"}, 1},
+                      {{"-i", "1001", "-i", "2001"}, 4},
+                      {{"--level", "1..2"}, 4},
+                      {{"-p", "3"}, 1},
+                      {{"--grep", "[123]"}, 3},
+                      {{"-g", "!5"}, 4}};
+
+TEST_F(Reading, EverySubcommandWithFiltersTakesEachOfThem) {
+  store_five();
+  for (const auto& [filter, count] : kLeft) {
+    SCOPED_TRACE(filter[0] + " " + filter[1]);
+    EXPECT_EQ(std::to_string(count) + "\n", qelalert(joined({"count"}, filter)).out);
+    EXPECT_EQ(count, listed(filter).size());
+    EXPECT_EQ(count, shown(joined({"export"}, filter)).size());
+    const Result stats = qelalert(joined({"stats", "-o", "json"}, filter));
+    EXPECT_EQ(count, nlohmann::json::parse(stats.out)["total"]);
+    const Result check = qelalert(joined({"check", "-w", "9"}, filter));
+    const std::string figure = " matching=" + std::to_string(count) + ";9;;0\n";
+    EXPECT_NE(std::string::npos, check.out.find(figure)) << check.out;
+  }
+}
+
 TEST_F(Reading, TimesOfRfc3339CountInTheLocalZone) {
   store_five();
   EXPECT_EQ((Ids{4, 5, 3}), listed({"-S", "2024-01-31T10:00:00Z"}));

@@ -194,6 +194,37 @@ TEST_F(Peers, HolesThatAreNoRangesAreLeftOut) {
             holes_of(R"("holes":[[],[1],[1,2,3],[4,3],[-1,2],["1","2"],7,null,[1.5,2],[8,9]])"));
 }
 
+// ---- whether the picture is complete ------------------------------------------------------------
+
+TEST_F(Peers, CheckOfACompletePictureIsSilentAndSucceeds) {
+  const std::string answer =
+      R"({"peers":[{"server":"beta","state":"answering","unacknowledged":0}],)"
+      R"("held":[{"server":"alpha","count":2,"highest":2,"missing":0,"holes":[]}]})";
+  EXPECT_EQ(answered(answer).out, answered(answer, {"--check"}).out);
+  EXPECT_EQ(json::parse(answer), json::parse(answered(answer, {"--check", "-o", "json"}).out));
+  EXPECT_NE("", answered("{}", {"--check"}).out);
+}
+
+TEST_F(Peers, CheckTellsWhatIsMissingAndSaysSoByItsCode) {
+  for (const char* form : {"text", "json"}) {
+    alt_test::remove_file(cluster_.socket_path());
+    AnsweringSocket daemon(cluster_.socket_path(), std::string(kAnswer) + "\n");
+    const Result result = qelalert({"peers", "--check", "-o", form});
+    EXPECT_EQ(4, result.exit_code);
+    EXPECT_EQ(
+        "qelalert: beta has not acknowledged 3 alerts\n"
+        "qelalert: gamma is not heard yet\n"
+        "qelalert: 3 alerts of alpha are missing\n"
+        "qelalert: 81 alerts of gamma are missing\n",
+        result.err);
+    EXPECT_EQ(0, daemon.result());
+  }
+}
+
+TEST_F(Peers, CheckWithoutADaemonIsNotReachable) {
+  expect_refused(qelalert({"peers", "--check"}), 3, {"not running"});
+}
+
 // ---- no daemon ----------------------------------------------------------------------------------
 
 TEST_F(Peers, NothingIsShownWhenTheDaemonDoesNotRun) {

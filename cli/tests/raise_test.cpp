@@ -8,34 +8,14 @@
 
 #include "alerts/time_text.h"
 #include "common/unique_fd.h"
+#include "intake_line.h"
 #include "support.h"
 #include "support/files.h"
 
 namespace qel::cli::testing {
 namespace {
 
-constexpr size_t kLineSize = 684;
 constexpr size_t kIntakeLimit = 4194304;
-
-std::string padded(const std::string& text, size_t width) {
-  return text + std::string(width - text.size(), ' ');
-}
-
-// A line of the intake file, cut into its columns.
-struct Line {
-  explicit Line(const std::string& bytes)
-      : id(bytes.substr(0, 10)),
-        written(bytes.substr(10, 24)),
-        raised(bytes.substr(34, 24)),
-        server(bytes.substr(58, 65)),
-        module(bytes.substr(123, 32)),
-        event(bytes.substr(155, 8)),
-        level(bytes.substr(163, 8)),
-        message(bytes.substr(171, 512)),
-        end(bytes.substr(683)) {}
-
-  std::string id, written, raised, server, module, event, level, message, end;
-};
 
 // A column that holds a real time with milliseconds.
 void expect_full_time(const std::string& column) {
@@ -68,7 +48,7 @@ TEST_F(Raise, AllOptionsGiveOneLineWithTheirTexts) {
   EXPECT_EQ("", result.err);
   const std::string bytes = intake();
   ASSERT_EQ(kLineSize, bytes.size());
-  const Line line(bytes);
+  const IntakeLine line(bytes);
   EXPECT_EQ(padded("0", 10), line.id);
   expect_full_time(line.written);
   EXPECT_EQ("2024/01/31 23:59:59.123 ", line.raised);
@@ -87,7 +67,7 @@ TEST_F(Raise, DefaultsAreLevel3ThisServerAndNow) {
   ASSERT_EQ(0, qelalert({"raise", "-i", "1", "-m", "m", "text"}).exit_code);
   const std::string bytes = intake();
   ASSERT_EQ(kLineSize, bytes.size());
-  const Line line(bytes);
+  const IntakeLine line(bytes);
   EXPECT_EQ(padded("3", 8), line.level);
   EXPECT_EQ(padded(full_name.substr(0, full_name.find('.')), 65), line.server);
   expect_full_time(line.raised);
@@ -101,7 +81,7 @@ TEST_F(Raise, LongestTextsAreKeptWhole) {
   ASSERT_EQ(0, qelalert({"raise", "-i", event, "-m", module, "-s", server, text}).exit_code);
   const std::string bytes = intake();
   ASSERT_EQ(kLineSize, bytes.size());
-  const Line line(bytes);
+  const IntakeLine line(bytes);
   EXPECT_EQ(event + " ", line.event);
   EXPECT_EQ(module + " ", line.module);
   EXPECT_EQ(server + " ", line.server);
@@ -114,34 +94,34 @@ TEST_F(Raise, EachCallAppendsALine) {
   }
   const std::string bytes = intake();
   ASSERT_EQ(3 * kLineSize, bytes.size());
-  EXPECT_EQ(padded("second", 512), Line(bytes.substr(kLineSize, kLineSize)).message);
+  EXPECT_EQ(padded("second", 512), IntakeLine(bytes.substr(kLineSize, kLineSize)).message);
 }
 
 TEST_F(Raise, MessageInUtf8IsKeptByteForByte) {
   ASSERT_EQ(0, qelalert({"raise", "-i", "1", "-m", "m", "T\u00fcr \u8b66"}).exit_code);
-  EXPECT_EQ(padded("T\u00fcr \u8b66", 512), Line(intake()).message);
+  EXPECT_EQ(padded("T\u00fcr \u8b66", 512), IntakeLine(intake()).message);
 }
 
 TEST_F(Raise, MessageThatLooksLikeAnOptionIsTakenBehindTwoDashes) {
   ASSERT_EQ(0, qelalert({"raise", "-i", "1", "-m", "m", "--", "--help"}).exit_code);
-  EXPECT_EQ(padded("--help", 512), Line(intake()).message);
+  EXPECT_EQ(padded("--help", 512), IntakeLine(intake()).message);
 }
 
 TEST_F(Raise, DashReadsOneLineOfStandardInput) {
   ASSERT_EQ(0,
             qelalert({"raise", "-i", "1", "-m", "m", "-"}, {.input = "from a pipe\n"}).exit_code);
-  EXPECT_EQ(padded("from a pipe", 512), Line(intake()).message);
+  EXPECT_EQ(padded("from a pipe", 512), IntakeLine(intake()).message);
 }
 
 TEST_F(Raise, StandardInputWithoutLineEndIsALineToo) {
   ASSERT_EQ(0, qelalert({"raise", "-i", "1", "-m", "m", "-"}, {.input = "no end"}).exit_code);
-  EXPECT_EQ(padded("no end", 512), Line(intake()).message);
+  EXPECT_EQ(padded("no end", 512), IntakeLine(intake()).message);
 }
 
 TEST_F(Raise, LongestLineOfStandardInputIsKeptWhole) {
   const RunOptions options{.input = std::string(511, 'x') + "\n"};
   ASSERT_EQ(0, qelalert({"raise", "-i", "1", "-m", "m", "-"}, options).exit_code);
-  EXPECT_EQ(std::string(511, 'x') + " ", Line(intake()).message);
+  EXPECT_EQ(std::string(511, 'x') + " ", IntakeLine(intake()).message);
 }
 
 TEST_F(Raise, BadStandardInputIsRefused) {
@@ -210,6 +190,13 @@ TEST_F(Raise, TextThatIsNoTimeIsRefused) {
   for (const char* time : {"2024/02/30 10:00:00", "2024/01/31", "yesterday", "-1h", "now", ""}) {
     expect_unchanged_after({"raise", "-i", "1", "-m", "m", "--time", time, "text"}, 2,
                            {"--time", "\"" + std::string(time) + "\"", "YYYY/MM/DD"});
+  }
+}
+
+TEST_F(Raise, TimeoutThatIsNoNumberFrom1IsRefused) {
+  for (const char* seconds : {"0", "-1", "1.5", "soon"}) {
+    expect_unchanged_after({"raise", "-i", "1", "-m", "m", "--wait", "--timeout", seconds, "text"},
+                           2, {"--timeout", "\"" + std::string(seconds) + "\"", "from 1"});
   }
 }
 

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "alert_config.h"
 #include "alert_log.h"
 #include "support/files.h"
 
@@ -109,6 +110,12 @@ void TempCluster::edit_config(const std::string& file, const std::string& from,
                               const std::string& to) const {
   const std::string path = config_path(file);
   alt_test::write_file(path, replaced(alt_test::read_file(path).value(), from, to));
+}
+
+void TempCluster::set_capacity(int records) const {
+  alt_max_count = records;
+  edit_config("webalert.xml", "<maxrecordcount>100<",
+              "<maxrecordcount>" + std::to_string(records) + "<");
 }
 
 void TempCluster::store_alert(const ALERT_RECORD_INFO& alert) const {

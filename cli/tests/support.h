@@ -57,6 +57,9 @@ class TempCluster {
   // Replaces `from`, which must be there, in one of the XML files.
   void edit_config(const std::string& file, const std::string& from, const std::string& to) const;
 
+  // For a log that is not there yet: the capacity of the test and of the program.
+  void set_capacity(int records) const;
+
   // Stores an alert in the log, as the daemon does.
   void store_alert(const ALERT_RECORD_INFO& alert) const;
   void store_alerts(uint32_t first_id, uint32_t last_id) const;

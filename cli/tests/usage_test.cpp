@@ -20,7 +20,7 @@ TEST_F(Usage, HelpNamesEverySubcommandOnALineOfItsOwn) {
   for (const std::string& command : kSubcommands) {
     EXPECT_NE(std::string::npos, result.out.find("\n  " + command + " ")) << command;
   }
-  EXPECT_EQ(std::string::npos, result.out.find("complete"));
+  EXPECT_EQ(std::string::npos, result.out.find("\n  complete "));
 }
 
 TEST_F(Usage, HelpShowsTheWayInAndTheExitCodes) {

@@ -47,12 +47,13 @@ TEST_F(VerifyBytes, AnyOtherByteInAnIndexIsFoundInThatFile) {
 
 // Nothing tells whether the letters of a message, or the digits of a write time, are others.
 TEST_F(VerifyBytes, AnyOtherByteInAKeyOfARecordIsFound) {
+  const std::vector<Column> keys = {kColumnId,     kColumnServerTime, kColumnServer,
+                                    kColumnModule, kColumnEvent,      kColumnLevel};
   for (const uint64_t seed : alt_test::test_seeds({2})) {
     alt_test::Random random(seed);
     const std::string sound = bytes_.read(kLog);
     for (int i = 0; i < kRounds; ++i) {
-      const Column& column = random.pick<Column>(
-          {kColumnId, kColumnServerTime, kColumnServer, kColumnModule, kColumnEvent, kColumnLevel});
+      const Column& column = random.pick(keys);
       const size_t offset =
           in_record(random.below(kAlerts), column.begin + random.below(column.width)).byte;
       change_byte(&random, kLog, offset);

@@ -35,6 +35,18 @@ void write_current_id(uint32_t id) {
   if (write_alert_header(log.get(), header, 1) != 0) throw std::runtime_error("header");
 }
 
+// The second line end that this leaves behind ends the header.
+void narrow_a_number() {
+  write_current_id(100000000);
+  write_current_id(99999999);
+}
+
+// With room behind the records.
+void put_count(Bytes store, int count) {
+  store.put_number(kCurCountLine, count);
+  store.put_number(kToWriteLine, count);
+}
+
 void store_own_alert() {
   ALERT_RECORD_INFO alert = alt_test::make_record(77, local_server_name(), "disk", "1", "1",
                                                   "2024/02/01 00:00:00.000", "own");
@@ -139,26 +151,22 @@ std::vector<DamageCase> layout_damages() {
        {8, kEmptyLineAt},
        "no empty line ends the header"},
       {"NumberThatBecameNarrower",
-       [](Bytes) {
-         write_current_id(100000000);
-         write_current_id(99999999);
-       },
+       [](Bytes) { narrow_a_number(); },
        kLog,
        {7, kTitlesAt},
        "192 bytes before the records"},
+  };
+}
+
+std::vector<DamageCase> size_damages() {
+  return {
       {"CountTooLow",
-       [](Bytes store) {
-         store.put_number(kCurCountLine, 4);
-         store.put_number(kToWriteLine, 4);
-       },
+       [](Bytes store) { put_count(store, 4); },
        kLog,
        {13, kLogBytes - 2 * kRecordLine},
        "the file is too long: its 4 records end at"},
       {"CountTooHigh",
-       [](Bytes store) {
-         store.put_number(kCurCountLine, 7);
-         store.put_number(kToWriteLine, 7);
-       },
+       [](Bytes store) { put_count(store, 7); },
        kLog,
        {15, kLogBytes},
        "the file ends too early: its 7 records end at"},
@@ -167,6 +175,14 @@ std::vector<DamageCase> layout_damages() {
        kLog,
        {15, kLogBytes},
        "An interrupted store leaves this"},
+      {"HalfALineBehindTheLastAndANumberThatBecameNarrower",
+       [](Bytes store) {
+         narrow_a_number();
+         store.append(kLog, std::string(300, 'z'));
+       },
+       kLog,
+       {16, kLogBytes},
+       "the file is too long: its 6 records end at"},
       {"LastLineCutInTwo",
        [](Bytes store) { store.cut(kLog, kLogBytes - 1); },
        kLog,
@@ -181,7 +197,9 @@ std::vector<DamageCase> layout_damages() {
 
 std::vector<DamageCase> header_damages() {
   std::vector<DamageCase> damages = number_damages();
-  for (const DamageCase& damage : layout_damages()) damages.push_back(damage);
+  for (const auto& more : {layout_damages(), size_damages()}) {
+    damages.insert(damages.end(), more.begin(), more.end());
+  }
   return damages;
 }
 

@@ -25,13 +25,7 @@ std::vector<DamageCase> blank_columns() {
           column_case("ModuleBlank", kColumnModule, "", "the module is blank"),
           column_case("EventIdBlank", kColumnEvent, "", "the event id is blank"),
           column_case("LevelBlank", kColumnLevel, "", "the level is blank"),
-          column_case("MessageBlank", kColumnMessage, "", "the message is blank"),
-          {"ModuleBlankBehindAFullServerColumn",
-           [](Bytes store) {
-             store.put_column(3, kColumnServer, std::string(65, 's'));
-             store.put_column(4, kColumnModule, "");
-           },
-           kLog, in_record(4, kColumnModule.begin), "the module is blank"}};
+          column_case("MessageBlank", kColumnMessage, "", "the message is blank")};
 }
 
 std::vector<DamageCase> wrong_values() {

@@ -21,7 +21,6 @@ bool is_any(std::string_view /*text*/) { return true; }
 struct TextColumn {
   const char* name;
   Column place;
-  bool may_be_blank;
   bool (*fits)(std::string_view text);
   const char* form;
 };
@@ -29,13 +28,13 @@ struct TextColumn {
 // A local alert keeps the write time that it brings, also none; that can be read where the id
 // before it leaves no blank.
 constexpr TextColumn kTexts[] = {
-    {"write time", kColumnWriteTime, true, is_time_or_none, "YYYY/MM/DD HH:MM:SS.mmm"},
-    {"raise time", kColumnServerTime, false, is_time, "YYYY/MM/DD HH:MM:SS.mmm"},
-    {"server", kColumnServer, false, is_any, ""},
-    {"module", kColumnModule, false, is_any, ""},
-    {"event id", kColumnEvent, false, is_any, ""},
-    {"level", kColumnLevel, false, is_level, "1, 2 or 3"},
-    {"message", kColumnMessage, false, is_any, ""}};
+    {"write time", kColumnWriteTime, is_time_or_none, "YYYY/MM/DD HH:MM:SS.mmm"},
+    {"raise time", kColumnServerTime, is_time, "YYYY/MM/DD HH:MM:SS.mmm"},
+    {"server", kColumnServer, is_any, ""},
+    {"module", kColumnModule, is_any, ""},
+    {"event id", kColumnEvent, is_any, ""},
+    {"level", kColumnLevel, is_level, "1, 2 or 3"},
+    {"message", kColumnMessage, is_any, ""}};
 
 bool is_control(char c) {
   const auto byte = static_cast<unsigned char>(c);
@@ -58,8 +57,9 @@ std::optional<RecordFault> find_text_fault(const char* line, const TextColumn& c
   const auto [begin, width] = column.place;
   const std::string name = std::string("the ") + column.name;
   size_t length = 0;
-  const bool cut = cut_column(line, begin, begin + width, &length);
-  if (!cut || (length == 0 && !column.may_be_blank)) return RecordFault{begin, name + " is blank"};
+  if (!cut_column(line, begin, begin + width, &length)) {
+    return RecordFault{begin, name + " is blank"};
+  }
   const std::string_view text(line + begin, length);
   const auto* const control = std::find_if(text.begin(), text.end(), is_control);
   if (control != text.end()) {

@@ -13,6 +13,11 @@ std::vector<Mistake> server_mistakes() {
       {"name_with_a_domain", "cluster.xml", ">beta<", ">beta.example.org<", kRefuse,
        "cluster.xml:9:7: error: /root/cluster/server[2]/name: \"beta.example.org\" is not a short host "
        "name of 1 to 64 letters, digits, \"-\" and \"_\"\n"},
+      {"own_name_with_a_domain_is_told_once", "cluster.xml", ">@LOCAL@<", ">@LOCAL@.example.org<", kRefuse,
+       "cluster.xml:4:7: error: /root/cluster/server[1]/name: \"@LOCAL@.example.org\" is not a short host "
+       "name of 1 to 64 letters, digits, \"-\" and \"_\"\n"},
+      {"own_name_missing_is_told_once", "cluster.xml", "<name>@LOCAL@</name>", "", kRefuse,
+       "cluster.xml:3:5: error: /root/cluster/server[1]/name: missing\n"},
       {"name_twice", "cluster.xml", ">beta<", ">@LOCAL@<", kRefuse,
        "cluster.xml:9:7: error: /root/cluster/server[2]/name: \"@LOCAL@\" is also the name of server 1\n"},
       {"name_that_begins_another", "cluster.xml", ">beta<", ">@LOCAL@-2<", kAccept,
