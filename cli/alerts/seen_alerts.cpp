@@ -17,8 +17,10 @@
 namespace qel::cli {
 namespace {
 
-// The first line of a file; behind it stands a hash of 16 hexadecimal digits on each line.
+// The first line of a file; behind it stands a hash of 16 hexadecimal digits on each line, those
+// that are forgotten first above the line kRecent.
 constexpr std::string_view kFileHead = "qelalert-cursor 1";
+constexpr std::string_view kRecent = "recent";
 constexpr size_t kHashDigits = 16;
 
 // FNV-1a: the same on every machine and in every version, since files keep it.
@@ -56,6 +58,14 @@ Failure cursor_fault(const std::string& path, const std::string& fault) {
   return {kFailed, "cursor file " + path + ": " + fault};
 }
 
+void add_lines(const std::unordered_set<uint64_t>& hashes, std::string* text) {
+  for (const uint64_t hash : hashes) {
+    char line[kHashDigits + 2];
+    snprintf(line, sizeof line, "%016llx\n", static_cast<unsigned long long>(hash));
+    *text += line;
+  }
+}
+
 void write_all(int fd, const std::string& path, std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = write(fd, text.data(), text.size());
@@ -74,8 +84,14 @@ AlertList SeenAlerts::take_new(const AlertList& alerts) {
     if (older_.contains(hash) || !recent_.insert(hash).second) continue;
     fresh.push_back(alert);
   }
-  if (recent_.size() > std::max(kForgottenAfter, 2 * alerts.size())) forget_oldest(alerts);
+  if (has_too_many(alerts.size())) forget_oldest(alerts);
   return fresh;
+}
+
+bool SeenAlerts::has_too_many(size_t held) const {
+  const size_t enough = std::max(kForgottenAfter, 2 * held);
+  // The older ones only where the log has become much smaller.
+  return recent_.size() > enough || older_.size() > 2 * enough;
 }
 
 void SeenAlerts::forget_oldest(const AlertList& held) {
@@ -95,6 +111,10 @@ bool SeenAlerts::load(const std::string& path) {
     throw cursor_fault(path, "this is no cursor file; name another one or delete it");
   }
   for (size_t number = 2; std::getline(file, line); ++number) {
+    if (line == kRecent) {
+      older_.merge(recent_);
+      continue;
+    }
     uint64_t hash;
     if (!parse_hash(line, &hash)) {
       throw cursor_fault(path, "line " + std::to_string(number) + " is no entry");
@@ -106,13 +126,9 @@ bool SeenAlerts::load(const std::string& path) {
 
 void SeenAlerts::save(const std::string& path) const {
   std::string text = std::string(kFileHead) + "\n";
-  for (const Hashes* hashes : {&older_, &recent_}) {
-    for (const uint64_t hash : *hashes) {
-      char line[kHashDigits + 2];
-      snprintf(line, sizeof line, "%016llx\n", static_cast<unsigned long long>(hash));
-      text += line;
-    }
-  }
+  add_lines(older_, &text);
+  text.append(kRecent) += '\n';
+  add_lines(recent_, &text);
   const std::string fresh = path + ".new";
   const UniqueFd fd(open(fresh.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
   if (!fd) throw cursor_fault(path, with_errno("cannot create " + fresh, errno));

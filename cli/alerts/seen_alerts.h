@@ -14,7 +14,7 @@ namespace qel::cli {
 // server that has lost its ids may even give them again. So neither a time nor an id tells whether
 // an alert was shown: all of its content but the time of writing does, as a 64-bit hash.
 //
-// Alerts that have left the log are remembered for a while: as many as twice the largest log seen,
+// Alerts that have left the log are remembered for a while: about as many as twice the log holds,
 // and at least kForgottenAfter.
 class SeenAlerts {
  public:
@@ -32,11 +32,12 @@ class SeenAlerts {
  private:
   using Hashes = std::unordered_set<uint64_t>;
 
+  bool has_too_many(size_t held) const;
   void forget_oldest(const AlertList& held);
 
+  // When recent_ is large enough it becomes older_, and what was there is forgotten.
   Hashes recent_;
-  Hashes
-      older_;  // when recent_ is large enough it takes this place, and what was here is forgotten
+  Hashes older_;
 };
 
 }  // namespace qel::cli

@@ -22,7 +22,7 @@ bool earlier(const ALERT_RECORD_INFO* a, const ALERT_RECORD_INFO* b) {
 
 }  // namespace
 
-Snapshot::Snapshot() : records_(read_newest(SIZE_MAX)) {
+Snapshot::Snapshot() : records_(read_all()) {
   order_.reserve(records_.size());
   std::transform(records_.rbegin(), records_.rend(), std::back_inserter(order_),
                  [](const ALERT_RECORD_INFO& record) { return &record; });

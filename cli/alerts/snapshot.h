@@ -12,8 +12,12 @@ namespace qel::cli {
 // is equal by server and id: so every server of a cluster shows its alerts in the same order.
 class Snapshot {
  public:
-  // Throws a Failure that tells why the log cannot be read.
+  // Throws NoLog, or another Failure that tells why the log cannot be read.
   Snapshot();
+  Snapshot(const Snapshot&) = delete;  // the order points into the records
+  Snapshot& operator=(const Snapshot&) = delete;
+  Snapshot(Snapshot&&) = default;
+  Snapshot& operator=(Snapshot&&) = default;
 
   // Oldest first. Valid as long as the snapshot.
   const AlertList& alerts() const { return order_; }

@@ -22,12 +22,31 @@ namespace qel::cli {
 namespace {
 
 constexpr int kTimeIndex = 0;
+constexpr size_t kStoredMeanwhile = 256;  // alerts, between a look at the log and its reading
+constexpr int kLooksAtEmptyLog = 20;
+constexpr useconds_t kBetweenLooks_us = 5000;
 
 UniqueFd open_for_reading(const std::string& path) {
   UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (fd) return fd;
-  if (errno == ENOENT) throw Failure(kFailed, "no alert log at " + path);
+  if (errno == ENOENT) throw NoLog(path);
   throw Failure(kFailed, with_errno("cannot read " + path, errno));
+}
+
+off_t size_of(const UniqueFd& fd, const std::string& path) {
+  struct stat status {};
+  if (fstat(fd.get(), &status) != 0) throw Failure(kFailed, with_errno(path, errno));
+  return status.st_size;
+}
+
+// A log is empty for a moment while it is made.
+UniqueFd open_log(const std::string& path) {
+  UniqueFd fd = open_for_reading(path);
+  for (int looks = 0; size_of(fd, path) == 0 && looks < kLooksAtEmptyLog; ++looks) {
+    usleep(kBetweenLooks_us);
+    fd = open_for_reading(path);
+  }
+  return fd;
 }
 
 Failure damaged(const LogState& log) {
@@ -53,6 +72,23 @@ Failure read_fault() {
   return {kFailed, reason + " (details in " + diagnostic_log_path() + ")"};
 }
 
+// What the library is asked for: more than the log held when it was looked at, since the daemons
+// store on. The count bounds the memory by the file's size.
+size_t wanted_of(const LogState& log) {
+  return std::min(size_t{log.count} + kStoredMeanwhile, size_t{INT_MAX});
+}
+
+std::vector<ALERT_RECORD_INFO> read_newest_of(const LogState& log) {
+  // A longer file may just be growing.
+  if (log.bytes < log.bytes_expected) throw damaged(log);
+  if (log.count == 0) return {};
+  std::vector<ALERT_RECORD_INFO> alerts(wanted_of(log));
+  const int delivered = alert_get_last(alerts.data(), static_cast<int>(alerts.size()));
+  if (delivered < 0) throw read_fault();
+  alerts.resize(static_cast<size_t>(delivered));
+  return alerts;
+}
+
 }  // namespace
 
 std::string log_path() { return store_path(alt_name_only).text; }
@@ -69,40 +105,34 @@ std::string creation_fault(const std::string& path, const std::string& also) {
 
 LogState read_log_state() {
   const std::string path = log_path();
-  const UniqueFd fd = open_for_reading(path);
-  struct stat status {};
-  if (fstat(fd.get(), &status) != 0) throw Failure(kFailed, with_errno(path, errno));
+  const UniqueFd fd = open_log(path);
   // The library would delete an empty log, and reading must not change anything.
-  if (status.st_size == 0) throw Failure(kFailed, path + " is damaged: it is empty");
+  if (size_of(fd, path) == 0) throw Failure(kFailed, path + " is damaged: it is empty");
   ALERT_FILE_HEADER header{};
   const int header_length = get_header_length(fd.get());
   if (header_length < 0 || read_alert_header(fd.get(), &header) != 0) {
     throw Failure(kFailed, path + " is damaged: it has no readable header");
   }
-  // Again: a store writes the line before the header that counts it.
-  if (fstat(fd.get(), &status) != 0) throw Failure(kFailed, with_errno(path, errno));
   return {.path = path,
-          .bytes = status.st_size,
+          .bytes = size_of(fd, path),  // after the header: a store writes the line before it
           .bytes_expected = header_length + static_cast<off_t>(header.nCurCount * kRecordLine),
           .capacity = header.nMaxCount,
           .count = header.nCurCount,
           .current_alert_id = header.current_alert_id};
 }
 
-std::vector<ALERT_RECORD_INFO> read_newest(size_t limit) {
+std::vector<ALERT_RECORD_INFO> read_all() {
   const OwnerRights as_owner(alt_path_only);
-  const LogState log = read_log_state();
-  // Also bounds the memory below by the file's size. A longer file may just be growing.
-  if (log.bytes < log.bytes_expected) throw damaged(log);
-  const size_t wanted = std::min({limit, size_t{log.count}, size_t{INT_MAX}});
-  std::vector<ALERT_RECORD_INFO> alerts(wanted);
-  if (wanted == 0) return alerts;
-  const int delivered = alert_get_last(alerts.data(), static_cast<int>(wanted));
-  if (delivered < 0) throw read_fault();
-  alerts.resize(static_cast<size_t>(delivered));
-  if (alerts.size() < wanted) {
+  LogState log = read_log_state();
+  std::vector<ALERT_RECORD_INFO> alerts = read_newest_of(log);
+  // When all that was asked for came, alerts stored since may have pushed out the oldest.
+  while (alerts.size() == wanted_of(log) && read_log_state().count > log.count) {
+    log = read_log_state();
+    alerts = read_newest_of(log);
+  }
+  if (alerts.size() < log.count) {
     message(std::string(store_path(idx_name[kTimeIndex]).text) + " lists only " +
-            std::to_string(alerts.size()) + " of " + std::to_string(wanted) + " alerts");
+            std::to_string(alerts.size()) + " of " + std::to_string(log.count) + " alerts");
   }
   return alerts;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "alert_types.h"
+#include "failure.h"
 
 namespace qel::cli {
 
@@ -19,6 +20,12 @@ std::string intake_path();
 // Why the library could not make the missing file `path`, as far as the rights of its directories
 // (and of `also`, when it has to be written too) tell; empty when nothing shows.
 std::string creation_fault(const std::string& path, const std::string& also = {});
+
+// There is no log: it was lost or deleted, or this server has not had its first alert yet.
+class NoLog : public Failure {
+ public:
+  explicit NoLog(const std::string& path) : Failure(kFailed, "no alert log at " + path) {}
+};
 
 // What the log says about itself.
 struct LogState {
@@ -30,10 +37,10 @@ struct LogState {
   uint32_t current_alert_id;
 };
 
-// Throws a Failure that tells why the log cannot be read, as read_newest does.
+// Throws NoLog, or another Failure that tells why the log cannot be read, as read_all does.
 LogState read_log_state();
 
-// The newest `limit` records, newest first.
-std::vector<ALERT_RECORD_INFO> read_newest(size_t limit);
+// All records, newest first.
+std::vector<ALERT_RECORD_INFO> read_all();
 
 }  // namespace qel::cli

@@ -63,9 +63,19 @@ class FileOutput {
   bool complete_ = false;
 };
 
+// Into a file as into any other file, also when the command stands at a terminal.
+Presentation presentation_of(const ExportOptions& options) {
+  Presentation presentation = presentation_of(options.presentation, kUsualForm);
+  if (options.file.empty()) return presentation;
+  presentation.terminal = false;
+  presentation.width = 0;
+  presentation.color = options.presentation.color == "always";
+  return presentation;
+}
+
 ExitCode export_alerts(const ExportOptions& options) {
   check_period(options.query);
-  const Presentation presentation = presentation_of(options.presentation, kUsualForm);
+  const Presentation presentation = presentation_of(options);
   const Session session;
   const Snapshot snapshot;
   FileOutput output(options.file);

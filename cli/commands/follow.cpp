@@ -4,6 +4,9 @@
 #include <time.h>
 
 #include <memory>
+#include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "alerts/log_watch.h"
@@ -43,26 +46,31 @@ class Follower {
     resumed_ = !request_.cursor_file.empty() && seen_.load(request_.cursor_file);
     printer_.print_head();
     for (bool look = true;; look = watch.wait(kWaitMax_ms)) {
-      if (look) {
-        show_new();
-        pause();
-      }
+      if (!look) continue;
+      if (const auto snapshot = read_log()) show(seen_.take_new(snapshot->alerts()));
+      pause();
     }
   }
 
  private:
   // A log that cannot be read now, since it was deleted or is damaged, comes again.
-  void show_new() {
+  std::optional<Snapshot> read_log() {
     try {
-      const Snapshot snapshot;
-      show(seen_.take_new(snapshot.alerts()));
+      std::optional<Snapshot> snapshot(std::in_place);
       trouble_.clear();
-    } catch (const ReaderGone&) {
-      throw;
+      return snapshot;
+    } catch (const NoLog& missing) {
+      resumed_ = true;  // all that a new log holds comes after the beginning
+      tell(missing.what());
     } catch (const Failure& failure) {
-      if (trouble_ != failure.what()) message(std::string(failure.what()) + "; waiting for it");
-      trouble_ = failure.what();
+      tell(failure.what());
     }
+    return std::nullopt;
+  }
+
+  void tell(const std::string& trouble) {
+    if (trouble_ != trouble) message(trouble + "; waiting for it");
+    trouble_ = trouble;
   }
 
   void show(const AlertList& fresh) {

@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 #include <string>
 
 #include "failure.h"
@@ -39,21 +38,10 @@ std::string program_of(const std::string& command) {
   return word.find_first_of("=$`'\"\\~(){}<>|&;*?[") == std::string::npos ? word : "";
 }
 
-bool is_in_path(const std::string& program) {
-  const char* const path = getenv("PATH");
-  std::istringstream directories(path != nullptr ? path : "/usr/bin:/bin");
-  for (std::string directory; std::getline(directories, directory, ':');) {
-    if (access((directory + "/" + program).c_str(), X_OK) == 0) return true;
-  }
-  return false;
-}
-
-// Whether it can be run, as far as that shows.
+// Whether the shell finds it, as far as that is plain to see.
 bool is_there(const char* command) {
   const std::string program = program_of(command);
-  if (program.empty()) return true;
-  if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
-  return is_in_path(program);
+  return program.empty() || system(("command -v '" + program + "' >/dev/null 2>&1").c_str()) == 0;
 }
 
 [[noreturn]] void become_pager(const char* program, int input) {
