@@ -65,7 +65,7 @@ Action define_config(CLI::App& app) {
   check->footer(kCheckNotes);
   const auto options = std::make_shared<CheckOptions>();
   check
-      ->add_option("path", options->path,
+      ->add_option("PATH", options->path,
                    "A directory with the four files, or one of them (default: the configuration "
                    "of this host)")
       ->type_name("FILE|DIR")

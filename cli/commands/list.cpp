@@ -22,7 +22,7 @@ constexpr char kExamples[] =
     "  qelalert list -S yesterday -U today -p 1..2\n"
     "  qelalert list --last 2h -s node1 -s node2 -m '!disk'\n"
     "  qelalert list -g 'link (up|down)' -n 50 -r -o table\n"
-    "  qelalert list --cursor-file /var/lib/poller/alerts -o json    what is new since last time";
+    "  qelalert list --cursor-file poller.state -o json   what is new since last time";
 
 struct ListOptions {
   Query query;

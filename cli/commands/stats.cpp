@@ -112,7 +112,7 @@ std::string section_text(const std::string& section, const AlertList& alerts, si
     most = std::max(most, entry.count);
     told += entry.count;
   }
-  std::vector<Row> rows = {{title_of(section), "  COUNT", " SHARE", ""}};
+  std::vector<Row> rows = {{title_of(section), "  COUNT", " SHARE"}};
   for (const Count& entry : top) {
     rows.push_back(count_row(entry.value, entry.count, alerts.size(), most));
   }
@@ -120,7 +120,7 @@ std::string section_text(const std::string& section, const AlertList& alerts, si
     const std::string rest =
         std::to_string(all.size() - top.size()) + (section == "hour" ? " earlier" : " more");
     rows.push_back({rest, right_aligned(std::to_string(alerts.size() - told), 7),
-                    right_aligned(percent(alerts.size() - told, alerts.size()), 6), ""});
+                    right_aligned(percent(alerts.size() - told, alerts.size()), 6)});
   }
   return align_columns(rows, terminal_width());
 }

@@ -21,7 +21,7 @@ TEST_F(Stats, EverySectionIsShownWithCountShareAndBar) {
   const std::string half(std::string(kBar).substr(0, 15));
   const std::string two_thirds(std::string(kBar).substr(0, 20));
   EXPECT_EQ(
-      "SERVER    COUNT   SHARE  \n"
+      "SERVER    COUNT   SHARE\n"
       "node1         3   60.0%  " +
           std::string(kBar) +
           "\n"
@@ -29,7 +29,7 @@ TEST_F(Stats, EverySectionIsShownWithCountShareAndBar) {
           two_thirds +
           "\n"
           "\n"
-          "MODULE    COUNT   SHARE  \n"
+          "MODULE    COUNT   SHARE\n"
           "disk          3   60.0%  " +
           std::string(kBar) +
           "\n"
@@ -37,7 +37,7 @@ TEST_F(Stats, EverySectionIsShownWithCountShareAndBar) {
           two_thirds +
           "\n"
           "\n"
-          "EVENT    COUNT   SHARE  \n"
+          "EVENT    COUNT   SHARE\n"
           "1001         2   40.0%  " +
           std::string(kBar) +
           "\n"
@@ -48,7 +48,7 @@ TEST_F(Stats, EverySectionIsShownWithCountShareAndBar) {
           half +
           "\n"
           "\n"
-          "LEVEL    COUNT   SHARE  \n"
+          "LEVEL    COUNT   SHARE\n"
           "1            2   40.0%  " +
           std::string(kBar) +
           "\n"
@@ -59,7 +59,7 @@ TEST_F(Stats, EverySectionIsShownWithCountShareAndBar) {
           half +
           "\n"
           "\n"
-          "HOUR             COUNT   SHARE  \n"
+          "HOUR             COUNT   SHARE\n"
           "2024/01/30 08        1   20.0%  " +
           std::string(kBar) +
           "\n"
@@ -98,27 +98,27 @@ TEST_F(Stats, LevelsStandByTheirNumberAndOthersByTheirCount) {
 TEST_F(Stats, LinesBeyondTheNumberAreSummedUp) {
   store_five();
   EXPECT_EQ(
-      "EVENT     COUNT   SHARE  \n"
+      "EVENT     COUNT   SHARE\n"
       "1001          2   40.0%  " +
           std::string(kBar) +
           "\n"
-          "2 more        3   60.0%  \n",
+          "2 more        3   60.0%\n",
       answer({"--by", "event", "-n", "1"}));
   EXPECT_EQ(
-      "HOUR             COUNT   SHARE  \n"
+      "HOUR             COUNT   SHARE\n"
       "2024/01/31 23        1   20.0%  " +
           std::string(kBar) +
           "\n"
           "2024/02/01 12        1   20.0%  " +
           std::string(kBar) +
           "\n"
-          "3 earlier            3   60.0%  \n",
+          "3 earlier            3   60.0%\n",
       answer({"--by", "hour", "--lines", "2"}));
 }
 
 TEST_F(Stats, FiltersChooseWhatIsCounted) {
   store_five();
-  EXPECT_EQ("SERVER    COUNT   SHARE  \nnode2         1  100.0%  " + std::string(kBar) + "\n",
+  EXPECT_EQ("SERVER    COUNT   SHARE\nnode2         1  100.0%  " + std::string(kBar) + "\n",
             answer({"--by", "server", "-p", "1", "-S", "2024/01/31"}));
 }
 
