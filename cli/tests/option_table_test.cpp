@@ -134,7 +134,7 @@ constexpr Tested kTested[] = {
     {"complete", "FIELD", "Complete.ValuesThatOccurAreALineEachAndOnce"},
     {"config", "", "Config.WrongUseIsRefused"},
     {"config check", "", "Config.CheckOfAValidConfigurationPrintsOneLine"},
-    {"config check", "path", "Config.CheckOfAFileIsOfThatFileAlone"},
+    {"config check", "PATH", "Config.CheckOfAFileIsOfThatFileAlone"},
     {"config check", "--quiet", "Config.QuietCheckPrintsFindingsAlone"},
     {"verify", "", "Verify.LogIsSoundInEachSize"},
     {"verify", "PLACE", "Verify.CopyIsExaminedByDirectoryAndByFileWithoutAConfiguration"},

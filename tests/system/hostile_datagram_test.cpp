@@ -10,6 +10,7 @@
 #include "support/peer.h"
 #include "support/random.h"
 #include "support/records.h"
+#include "support/sanitizer.h"
 
 namespace qel::system_test {
 namespace {
@@ -186,7 +187,7 @@ TEST_F(HostileDatagrams, AreRefusedUnderTheirReasonsWhileAlertsFlow) {
   EXPECT_EQ(expected(), refused()) << alt_test::repeat_command(seed_);
   printf("%d datagrams: memory %ld kB, then %ld kB\n", kDatagrams, memory_kb,
          resident_kb(daemon()));
-  if (!is_sanitized()) {
+  if (!alt_test::is_sanitized()) {
     EXPECT_LT(resident_kb(daemon()), memory_kb + kGrowthMax_kb);
   }
 

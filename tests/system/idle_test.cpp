@@ -5,6 +5,7 @@
 
 #include "cluster_fixture.h"
 #include "process_figures.h"
+#include "support/sanitizer.h"
 
 namespace qel::system_test {
 namespace {
@@ -27,7 +28,7 @@ TEST_F(ClusterTest, SettledDaemonNeedsLittleMemory) {
     printf("idle: %-6s %.3f %% of a processor, %.1f MB\n", cluster.server(i).host().c_str(),
            static_cast<double>(used.count()) / (kWatched_s * 1e4),
            static_cast<double>(memory_kb) / 1024);
-    if (!is_sanitized()) {
+    if (!alt_test::is_sanitized()) {
       EXPECT_LT(memory_kb, kMemoryMax_kb);
     }
     EXPECT_FALSE(cluster.daemon(i).has_ended());

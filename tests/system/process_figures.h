@@ -11,13 +11,4 @@ std::chrono::microseconds processor_time(pid_t pid);
 long resident_kb(pid_t pid);
 size_t open_descriptors(pid_t pid);
 
-// Whether the programs carry the sanitizers, whose memory is not theirs.
-constexpr bool is_sanitized() {
-#ifdef __SANITIZE_ADDRESS__
-  return true;
-#else
-  return false;
-#endif
-}
-
 }  // namespace qel::system_test

@@ -31,7 +31,7 @@ class Random {
 };
 
 // The seeds a random test runs with: the one in QEL_TEST_SEED; else, with QEL_TEST_ROUNDS=n, n
-// seeds that no short run uses; else the fixed ones.
+// seeds that no short run uses; else the fixed ones, with sanitizers every other one of them.
 std::vector<uint64_t> test_seeds(std::initializer_list<uint64_t> fixed);
 
 // The command that runs the current test with this seed alone.
