@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "commands/options.h"
+#include "commands/option.h"
 #include "help.h"
 #include "output/visible_text.h"
 #include "suggest.h"
@@ -46,14 +46,14 @@ constexpr auto kCheckUsage = static_cast<ExitCode>(3);
 constexpr char kExamples[] =
     "  qelalert                                   all alerts, oldest first\n"
     "  qelalert last                              the newest ten\n"
-    "  qelalert --last 2h -p 1 -s node1           level 1 of node1, of the last two hours\n"
+    "  qelalert --last 2h -p 1 -s node1           level 1 of node1, the last two hours\n"
     "  qelalert follow                            new ones as they come\n"
     "  qelalert raise -i 42 -m disk \"disk full\"   raise one\n"
     "  qelalert peers                             who answers, and what is missing";
 
 constexpr char kExitCodes[] =
     "Exit codes: 0 done, 1 failed, 2 wrong option or value, 3 alert daemon not\n"
-    "reachable, 4 incomplete (alerts are missing, other servers are silent or behind).";
+    "reachable, 4 incomplete (alerts missing, other servers silent or behind).";
 
 // `app` is the tool, or a subcommand that has subcommands itself.
 std::string wrong_command(const CLI::App& app, const std::string& name) {
@@ -99,10 +99,10 @@ CommandLine::CommandLine() : app_("Raises and shows the alerts of the cluster.",
   app_.footer(kExitCodes);
   app_.require_subcommand(1);
   app_.fallthrough();
-  app_.add_option("--config", config_directory_,
-                  "Directory of the configuration (default: QEL_CONFIG_DIR, else /etc/qelalert)")
-      ->type_name("DIR")
-      ->check(CLI::ExistingDirectory.description(""));
+  add_option(app_, "--config", config_directory_,
+             "Directory of the configuration (default: QEL_CONFIG_DIR, else /etc/qelalert)")
+      .type_name("DIR")
+      .check(existing_directory());
   define_commands();
 }
 
@@ -131,7 +131,7 @@ ExitCode CommandLine::run() {
 }
 
 // A word that is no option says more than what is missing because of it.
-std::string CommandLine::fault_of(const CLI::ParseError& error) const {
+std::string CommandLine::fault_of(const std::exception& error) const {
   const CLI::App* command = &app_;  // the innermost one that was named
   std::string help = "qelalert";
   while (!command->get_subcommands().empty()) {

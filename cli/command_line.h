@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ class CommandLine {
   ExitCode run();
 
   // What was wrong, with the help to look into.
-  std::string fault_of(const CLI::ParseError& error) const;
+  std::string fault_of(const std::exception& error) const;
   // The exit code of a wrong option or value.
   ExitCode usage_code() const;
 

@@ -26,6 +26,13 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+// Wrong use that only shows itself when the command runs. `option` is as the help names it.
+class UsageError : public std::runtime_error {
+ public:
+  UsageError(const std::string& option, const std::string& fault)
+      : std::runtime_error(option + ": " + fault) {}
+};
+
 // Writes "qelalert: " and the text as one line to standard error.
 void message(std::string_view text);
 

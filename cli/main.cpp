@@ -30,8 +30,10 @@ ExitCode run(int argc, char** argv) {
     return print_help(line, help_or_version);
   } catch (const CLI::ParseError& error) {
     message(line.fault_of(error));
-    return line.usage_code();
+  } catch (const UsageError& error) {
+    message(line.fault_of(error));
   }
+  return line.usage_code();
 }
 
 // What a failed command has found is shown all the same.

@@ -163,13 +163,13 @@ Action define_check(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<CheckOptions>();
   add_selection_options(app, options->query);
-  app.add_option("-w,--warning", options->warning, "Warning at so many matching alerts")
-      ->type_name("COUNT")
-      ->check(number_from_1());
-  app.add_option("-c,--critical", options->critical, "Critical at so many matching alerts")
-      ->type_name("COUNT")
-      ->check(number_from_1());
-  app.footer("Exit codes: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (a wrong option, too).");
+  add_option(app, "-w,--warning", options->warning, "Warning at so many matching alerts")
+      .type_name("COUNT")
+      .check(number_from_1());
+  add_option(app, "-c,--critical", options->critical, "Critical at so many matching alerts")
+      .type_name("COUNT")
+      .check(number_from_1());
+  add_notes(app, "Exit codes: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (a wrong option, too).");
   return [options] { return check(*options); };
 }
 

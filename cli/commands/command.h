@@ -1,15 +1,18 @@
 // The subcommands. Each is one row of the table in command_line.cpp and one file of its own.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
 #include "failure.h"
 
+namespace CLI {
+class App;
+}
+
 namespace qel::cli {
 
 // What a subcommand does once its options are parsed. It ends by its exit code, by a Failure, or by
-// a CLI::ValidationError for a value that only shows itself wrong now.
+// a UsageError for a value that only shows itself wrong now.
 using Action = std::function<ExitCode()>;
 
 struct Command {

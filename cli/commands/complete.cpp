@@ -43,7 +43,7 @@ Action define_complete(CLI::App& app) {
   add_examples(app, kExamples);
   const auto name = std::make_shared<std::string>();
   add_choice(app, "FIELD", *name, {"server", "module", "event", "alert"}, "Field of the alerts")
-      ->required();
+      .required();
   return [name] { return print_values(*name); };
 }
 

@@ -60,17 +60,15 @@ ExitCode check_configuration(const CheckOptions& options) {
 
 Action define_config(CLI::App& app) {
   add_examples(app, kExamples);
-  app.require_subcommand(1);
-  CLI::App* check = app.add_subcommand("check", "Tell every mistake of a configuration at once");
-  check->footer(kCheckNotes);
+  CLI::App& check = add_subcommand(app, "check", "Tell every mistake of a configuration at once");
+  add_notes(check, kCheckNotes);
   const auto options = std::make_shared<CheckOptions>();
-  check
-      ->add_option("PATH", options->path,
-                   "A directory with the four files, or one of them (default: the configuration "
-                   "of this host)")
-      ->type_name("FILE|DIR")
-      ->check(CLI::ExistingPath.description(""));
-  check->add_flag("-q,--quiet", options->quiet, "Print nothing when nothing is wrong");
+  add_option(check, "PATH", options->path,
+             "A directory with the four files, or one of them (default: the configuration of this "
+             "host)")
+      .type_name("FILE|DIR")
+      .check(existing_path());
+  add_flag(check, "-q,--quiet", options->quiet, "Print nothing when nothing is wrong");
   return [options] { return check_configuration(*options); };
 }
 

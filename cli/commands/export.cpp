@@ -91,8 +91,8 @@ Action define_export(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<ExportOptions>();
   add_selection_options(app, options->query);
-  app.add_option("--file", options->file, "Into this file, which is replaced once all is written")
-      ->type_name("FILE");
+  add_option(app, "--file", options->file, "Into this file, which is replaced once all is written")
+      .type_name("FILE");
   add_presentation_options(app, options->presentation, kUsualForm);
   return [options] { return export_alerts(*options); };
 }

@@ -120,10 +120,10 @@ Action define_follow(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<FollowOptions>();
   add_selection_options(app, options->query);
-  app.add_option("-n,--lines", options->first, "Newest alerts shown at the beginning")
-      ->type_name("COUNT")
-      ->check(number_from_0())
-      ->capture_default_str();
+  add_option(app, "-n,--lines", options->first, "Newest alerts shown at the beginning")
+      .type_name("COUNT")
+      .check(number_from_0())
+      .shows_default();
   add_cursor_option(app, options->cursor_file);
   add_presentation_options(app, options->presentation, "short");
   return [options] { return follow(*options); };

@@ -41,10 +41,10 @@ ExitCode show_last(const LastOptions& options) {
 Action define_last(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<LastOptions>();
-  app.add_option("N", options->count, "Number of alerts")
-      ->type_name("")
-      ->check(number_from_1())
-      ->capture_default_str();
+  add_option(app, "N", options->count, "Number of alerts")
+      .type_name("")
+      .check(number_from_1())
+      .shows_default();
   add_presentation_options(app, options->presentation, kUsualForm);
   return [options] { return show_last(*options); };
 }

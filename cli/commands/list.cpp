@@ -87,12 +87,12 @@ Action define_list(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<ListOptions>();
   add_selection_options(app, options->query);
-  app.add_option("-n,--lines", options->count, "The newest of them only")
-      ->type_name("COUNT")
-      ->check(number_from_1());
-  CLI::Option* reverse = app.add_flag("-r,--reverse", options->reverse, "Newest first");
-  app.add_flag("-f,--follow", options->follow, "The newest 10, or COUNT, then each new one")
-      ->excludes(reverse);
+  add_option(app, "-n,--lines", options->count, "The newest of them only")
+      .type_name("COUNT")
+      .check(number_from_1());
+  Option reverse = add_flag(app, "-r,--reverse", options->reverse, "Newest first");
+  add_flag(app, "-f,--follow", options->follow, "The newest 10, or COUNT, then each new one")
+      .excludes(reverse);
   add_cursor_option(app, options->cursor_file);
   add_presentation_options(app, options->presentation, "short");
   add_pager_option(app, options->presentation);

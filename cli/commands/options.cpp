@@ -27,16 +27,21 @@ std::string number_fault(const std::string& text, int lowest) {
          std::to_string(kMax);
 }
 
-CLI::Validator one_of(const std::vector<std::string>& words) {
+ValueCheck one_of(const std::vector<std::string>& words) {
   const auto check = [words](std::string& text) {
     const bool known = std::find(words.begin(), words.end(), text) != words.end();
-    return known ? std::string()
-                 : in_quotes(text) + " is not one of " + CLI::detail::join(words, "|");
+    return known ? std::string() : in_quotes(text) + " is not one of " + joined(words, "|");
   };
-  return {check, ""};
+  return check;
 }
 
 }  // namespace
+
+std::string joined(const std::vector<std::string>& words, std::string_view between) {
+  std::string text;
+  for (const std::string& word : words) text.append(text.empty() ? "" : between).append(word);
+  return text;
+}
 
 std::string text_fault(std::string_view text, size_t limit) {
   const std::string allowed = " (" + text_range(limit) + ")";
@@ -52,39 +57,39 @@ std::string text_fault(std::string_view text, size_t limit) {
 
 std::string text_range(size_t limit) { return "1 to " + std::to_string(limit) + " bytes"; }
 
-CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::string& text,
-                             size_t limit, const std::string& help) {
+Option add_text_option(CLI::App& app, const std::string& names, std::string& text, size_t limit,
+                       const std::string& help) {
   const auto check = [limit](std::string& value) { return text_fault(value, limit); };
-  return app.add_option(names, text, help + ", " + text_range(limit))
-      ->type_name("TEXT")
-      ->check({check, ""});
+  return add_option(app, names, text, help + ", " + text_range(limit))
+      .type_name("TEXT")
+      .check(check);
 }
 
-CLI::Validator number_from_1() {
-  return {[](std::string& text) { return number_fault(text, 1); }, ""};
+ValueCheck number_from_1() {
+  return [](std::string& text) { return number_fault(text, 1); };
 }
 
-CLI::Validator number_from_0() {
-  return {[](std::string& text) { return number_fault(text, 0); }, ""};
+ValueCheck number_from_0() {
+  return [](std::string& text) { return number_fault(text, 0); };
 }
 
-CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
-                        const std::vector<std::string>& words, const std::string& help) {
-  return app.add_option(names, choice, help)
-      ->type_name(CLI::detail::join(words, "|"))
-      ->check(one_of(words))
-      ->capture_default_str();
+Option add_choice(CLI::App& app, const std::string& names, std::string& choice,
+                  const std::vector<std::string>& words, const std::string& help) {
+  return add_option(app, names, choice, help)
+      .type_name(joined(words, "|"))
+      .check(one_of(words))
+      .shows_default();
 }
 
-CLI::Option* add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
-                         const std::vector<std::string>& words, const std::string& help) {
-  return app.add_option(names, choices, help)
-      ->type_name(CLI::detail::join(words, "|"))
-      ->allow_extra_args(false)
-      ->check(one_of(words));
+Option add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
+                   const std::vector<std::string>& words, const std::string& help) {
+  return add_option(app, names, choices, help)
+      .type_name(joined(words, "|"))
+      .one_each_time()
+      .check(one_of(words));
 }
 
-CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help) {
+Option add_level_option(CLI::App& app, std::string& level, const std::string& help) {
   return add_choice(app, "-p,--level", level, {"1", "2", "3"}, help);
 }
 
@@ -93,13 +98,9 @@ void add_answer_output_option(CLI::App& app, std::string& output) {
 }
 
 void add_cursor_option(CLI::App& app, std::string& file) {
-  app.add_option("--cursor-file", file,
-                 "Only what was not shown with this file before; it is made, and then kept up")
-      ->type_name("FILE");
-}
-
-void add_examples(CLI::App& app, const std::string& examples) {
-  app.description(app.get_description() + "\n\nExamples:\n" + examples + "\n");
+  add_option(app, "--cursor-file", file,
+             "Only what was not shown with this file before; it is made, and then kept up")
+      .type_name("FILE");
 }
 
 }  // namespace qel::cli

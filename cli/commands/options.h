@@ -1,11 +1,12 @@
 // Options and checks that several subcommands share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "commands/option.h"
 
 namespace qel::cli {
 
@@ -18,23 +19,23 @@ std::string text_fault(std::string_view text, size_t limit);
 std::string text_range(size_t limit);
 
 // An option for such a text; its help ends with the range.
-CLI::Option* add_text_option(CLI::App& app, const std::string& names, std::string& text,
-                             size_t limit, const std::string& help);
+Option add_text_option(CLI::App& app, const std::string& names, std::string& text, size_t limit,
+                       const std::string& help);
 
 // An option check that names the value and what is allowed.
-CLI::Validator number_from_1();
-CLI::Validator number_from_0();
+ValueCheck number_from_1();
+ValueCheck number_from_0();
 
 // An option that takes one of the words; they stand in its help.
-CLI::Option* add_choice(CLI::App& app, const std::string& names, std::string& choice,
-                        const std::vector<std::string>& words, const std::string& help);
+Option add_choice(CLI::App& app, const std::string& names, std::string& choice,
+                  const std::vector<std::string>& words, const std::string& help);
 
 // The same for an option that may be repeated.
-CLI::Option* add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
-                         const std::vector<std::string>& words, const std::string& help);
+Option add_choices(CLI::App& app, const std::string& names, std::vector<std::string>& choices,
+                   const std::vector<std::string>& words, const std::string& help);
 
 // -p/--level of one alert.
-CLI::Option* add_level_option(CLI::App& app, std::string& level, const std::string& help);
+Option add_level_option(CLI::App& app, std::string& level, const std::string& help);
 
 // -o/--output for what the daemon tells: text or json.
 void add_answer_output_option(CLI::App& app, std::string& output);
@@ -42,7 +43,7 @@ void add_answer_output_option(CLI::App& app, std::string& output);
 // --cursor-file, for what a script or a viewer has had already.
 void add_cursor_option(CLI::App& app, std::string& file);
 
-// Puts examples before the options in the subcommand's help.
-void add_examples(CLI::App& app, const std::string& examples);
+// The words in one text.
+std::string joined(const std::vector<std::string>& words, std::string_view between);
 
 }  // namespace qel::cli

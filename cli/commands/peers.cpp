@@ -149,8 +149,8 @@ ExitCode show_peers(const PeersOptions& options) {
 Action define_peers(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<PeersOptions>();
-  app.add_flag("--check", options->check,
-               "Exit code 4 when a server is silent or behind, or alerts are missing here");
+  add_flag(app, "--check", options->check,
+           "Exit code 4 when a server is silent or behind, or alerts are missing here");
   add_answer_output_option(app, options->output);
   return [options] { return show_peers(*options); };
 }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "commands/options.h"
+#include "failure.h"
 #include "output/color.h"
 #include "output/out.h"
 #include "output/visible_text.h"
@@ -12,15 +13,13 @@ namespace {
 
 constexpr char kGroup[] = "Output";
 
-std::string field_list() { return CLI::detail::join(field_names(), ","); }
+std::string field_list() { return joined(field_names(), ", "); }
 
-CLI::Validator known_field() {
-  return {[](std::string& text) {
-            return field_by_name(text).has_value()
-                       ? std::string()
-                       : in_quotes(text) + " is not one of " + field_list();
-          },
-          ""};
+ValueCheck known_field() {
+  return [](std::string& text) {
+    return field_by_name(text).has_value() ? std::string()
+                                           : in_quotes(text) + " is not one of " + field_list();
+  };
 }
 
 }  // namespace
@@ -28,33 +27,33 @@ CLI::Validator known_field() {
 void add_presentation_options(CLI::App& app, PresentationOptions& options, const char* usual_form) {
   add_choice(app, "-o,--output", options.form, output_forms(),
              "Form of the alerts (default: " + std::string(usual_form) + ")")
-      ->default_str("")
-      ->group(kGroup);
+      .hides_default()
+      .group(kGroup);
   const auto take_fields = [&options](const std::vector<std::string>& names) {
     for (const std::string& name : names) options.fields.push_back(*field_by_name(name));
   };
-  app.add_option_function<std::vector<std::string>>("--fields", take_fields,
-                                                    "What is shown of each alert: " + field_list())
-      ->type_name("NAME")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
-      ->delimiter(',')
-      ->allow_extra_args(false)
-      ->check(known_field())
-      ->group(kGroup);
+  add_option(app, "--fields", TakeValues(take_fields),
+             "What is shown of each alert: " + field_list())
+      .type_name("NAME")
+      .delimiter(',')
+      .one_each_time()
+      .check(known_field())
+      .group(kGroup);
   add_utc_option(app, options.utc);
   add_choice(app, "--color", options.color, {"auto", "always", "never"},
-             "Levels in colours; auto: on a terminal, unless NO_COLOR is set")
-      ->group(kGroup);
+             "Levels in colours; auto, which is usual: on a terminal, unless NO_COLOR is set")
+      .hides_default()
+      .group(kGroup);
 }
 
 void add_utc_option(CLI::App& app, bool& utc) {
-  app.add_flag("--utc", utc, "Times as UTC, 2024-01-31T23:59:59.123Z")->group(kGroup);
+  add_flag(app, "--utc", utc, "Times as UTC, 2024-01-31T23:59:59.123Z").group(kGroup);
 }
 
 void add_pager_option(CLI::App& app, PresentationOptions& options) {
-  app.add_flag("--no-pager", options.no_pager,
-               "Straight to the terminal, not through QELALERT_PAGER, PAGER or less")
-      ->group(kGroup);
+  add_flag(app, "--no-pager", options.no_pager,
+           "Straight to the terminal, not through QELALERT_PAGER, PAGER or less")
+      .group(kGroup);
 }
 
 Presentation presentation_of(const PresentationOptions& options, const char* usual_form) {
@@ -63,7 +62,7 @@ Presentation presentation_of(const PresentationOptions& options, const char* usu
                       : options.fields.empty() ? usual_form
                                                : "table";
   if (presentation.form == "short" && !options.fields.empty()) {
-    throw CLI::ValidationError("--fields", "the form \"short\" has no choice of fields; use table");
+    throw UsageError("--fields", "the form \"short\" has no choice of fields; use table");
   }
   presentation.fields = options.fields;
   presentation.zone = options.utc ? Zone::kUtc : Zone::kLocal;

@@ -1,11 +1,14 @@
 // How alerts are shown: the same options in every subcommand that shows some.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <string>
 
 #include "output/alert_printer.h"
+
+namespace CLI {
+class App;
+}
 
 namespace qel::cli {
 
@@ -25,7 +28,7 @@ void add_presentation_options(CLI::App& app, PresentationOptions& options, const
 // Adds --no-pager, for answers that may be long.
 void add_pager_option(CLI::App& app, PresentationOptions& options);
 
-// What AlertPrinter needs. Throws a CLI::ValidationError when --fields goes with no form.
+// What AlertPrinter needs. Throws a UsageError when --fields goes with no form.
 Presentation presentation_of(const PresentationOptions& options, const char* usual_form);
 
 // --utc alone, for answers that show times and no alerts.

@@ -29,7 +29,7 @@ namespace {
 
 constexpr char kExamples[] =
     "  qelalert raise -i 1001 -m disk \"disk 3 failed\"\n"
-    "  qelalert raise -i 1001 -m disk -p 1 --time \"2024/01/31 23:59:59.123\" \"disk 3 failed\"\n"
+    "  qelalert raise -i 1001 -m disk --time \"2024/01/31 23:59:59.123\" \"disk 3 failed\"\n"
     "  qelalert raise -i 1001 -m disk --wait \"disk 3 failed\"\n"
     "  df -h /data | tail -1 | qelalert raise -i 1002 -m disk -p 2 -";
 
@@ -58,20 +58,19 @@ std::string read_message() {
 
 void check_text(const char* option, const std::string& text, size_t limit) {
   const std::string fault = text_fault(text, limit);
-  if (!fault.empty()) throw CLI::ValidationError(option, fault);
+  if (!fault.empty()) throw UsageError(option, fault);
 }
 
 // Takes a time and turns it into the stored form.
-CLI::Validator stored_time() {
-  return {[](std::string& text) {
-            const std::optional<std::string> time = parse_time(text);
-            if (!time.has_value()) {
-              return in_quotes(text) + " is not a time (YYYY/MM/DD HH:MM:SS[.mmm])";
-            }
-            text = *time;
-            return std::string();
-          },
-          ""};
+ValueCheck stored_time() {
+  return [](std::string& text) {
+    const std::optional<std::string> time = parse_time(text);
+    if (!time.has_value()) {
+      return in_quotes(text) + " is not a time (YYYY/MM/DD HH:MM:SS[.mmm])";
+    }
+    text = *time;
+    return std::string();
+  };
 }
 
 template <size_t N>
@@ -149,30 +148,30 @@ ExitCode raise_alert(const RaiseOptions& options) {
 Action define_raise(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<RaiseOptions>();
-  app.add_option("MESSAGE", options->message,
-                 "The message, " + text_range(text_limit(kNoAlert.szAlertMessage)) +
-                     "; \"-\" takes one line of standard input")
-      ->required()
-      ->type_name("");
+  add_option(app, "MESSAGE", options->message,
+             "The message, " + text_range(text_limit(kNoAlert.szAlertMessage)) +
+                 "; \"-\" takes one line of standard input")
+      .required()
+      .type_name("");
   add_text_option(app, "-i,--event", options->event, text_limit(kNoAlert.szEventID), "Event id")
-      ->required();
+      .required();
   add_text_option(app, "-m,--module", options->module, text_limit(kNoAlert.szModType),
                   "Module that raises it")
-      ->required();
+      .required();
   add_level_option(app, options->level, "Level");
   add_text_option(app, "-s,--server", options->server, text_limit(kNoAlert.szServer),
                   "Server that it concerns (default: this one; a server with peers keeps its\n"
                   "alerts under its own name)");
-  app.add_option("--time", options->time,
-                 "Local time of the event, YYYY/MM/DD HH:MM:SS[.mmm] (default: now)")
-      ->type_name("TIME")
-      ->transform(stored_time());
-  app.add_flag("--wait", options->wait,
-               "Wait until it is stored and every server that can be reached has acknowledged it");
-  app.add_option("--timeout", options->timeout_s, "How long --wait waits, in seconds")
-      ->type_name("SECONDS")
-      ->check(number_from_1())
-      ->capture_default_str();
+  add_option(app, "--time", options->time,
+             "Local time of the event, YYYY/MM/DD HH:MM:SS[.mmm] (default: now)")
+      .type_name("TIME")
+      .transform(stored_time());
+  add_flag(app, "--wait", options->wait,
+           "Wait until it is stored and every server that can be reached has acknowledged it");
+  add_option(app, "--timeout", options->timeout_s, "How long --wait waits, in seconds")
+      .type_name("SECONDS")
+      .check(number_from_1())
+      .shows_default();
   return [options] { return raise_alert(*options); };
 }
 

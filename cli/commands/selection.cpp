@@ -8,6 +8,7 @@
 #include "alerts/record_text.h"
 #include "alerts/time_text.h"
 #include "commands/options.h"
+#include "failure.h"
 #include "output/visible_text.h"
 
 namespace qel::cli {
@@ -24,34 +25,32 @@ constexpr ALERT_RECORD_INFO kNoAlert{};
 using ParseTime = std::optional<std::string> (*)(std::string_view text, Clock::time_point now);
 
 // Takes a time and turns it into the stored form.
-CLI::Validator stored_form(ParseTime parse, const char* forms) {
-  return {[parse, forms](std::string& text) {
-            const std::optional<std::string> time = parse(text, Clock::now());
-            if (!time.has_value()) return in_quotes(text) + " is not a time (" + forms + ")";
-            text = *time;
-            return std::string();
-          },
-          ""};
+ValueCheck stored_form(ParseTime parse, const char* forms) {
+  return [parse, forms](std::string& text) {
+    const std::optional<std::string> time = parse(text, Clock::now());
+    if (!time.has_value()) return in_quotes(text) + " is not a time (" + forms + ")";
+    text = *time;
+    return std::string();
+  };
 }
 
-CLI::Option* add_period_option(CLI::App& app, const char* names, std::string& bound,
-                               ParseTime parse, const char* forms, const std::string& help) {
-  return app.add_option(names, bound, help)
-      ->type_name("TIME")
-      ->transform(stored_form(parse, forms))
-      ->group(kGroup);
+Option add_period_option(CLI::App& app, const char* names, std::string& bound, ParseTime parse,
+                         const char* forms, const std::string& help) {
+  return add_option(app, names, bound, help)
+      .type_name("TIME")
+      .transform(stored_form(parse, forms))
+      .group(kGroup);
 }
 
 void add_period(CLI::App& app, Query& query) {
-  CLI::Option* since =
-      add_period_option(app, "-S,--since", query.since, parse_bound, kBoundForms,
-                        "Raised at this time or later: " + std::string(kBoundForms));
+  Option since = add_period_option(app, "-S,--since", query.since, parse_bound, kBoundForms,
+                                   "Raised at this time or later: " + std::string(kBoundForms));
   add_period_option(app, "-U,--until", query.until, parse_bound, kBoundForms,
                     "Raised at this time or earlier; a date means its midnight");
   add_period_option(app, "--last", query.since, parse_span_back, kSpanForms,
                     "Raised in the time up to now: " + std::string(kSpanForms))
-      ->type_name("SPAN")
-      ->excludes(since);
+      .type_name("SPAN")
+      .excludes(since);
 }
 
 bool is_refusal(std::string_view text) { return text.starts_with('!'); }
@@ -81,11 +80,11 @@ void add_choice_option(CLI::App& app, const char* names, Choice<Value>& choice, 
   const auto take = [&choice, parse](const std::vector<std::string>& texts) {
     for (const std::string& text : texts) add(&choice, text, Value(parse(without_mark(text))));
   };
-  app.add_option_function<std::vector<std::string>>(names, take, help)
-      ->type_name(type)
-      ->allow_extra_args(false)
-      ->check({fault, ""})
-      ->group(kGroup);
+  add_option(app, names, TakeValues(take), help)
+      .type_name(type)
+      .one_each_time()
+      .check(fault)
+      .group(kGroup);
 }
 
 void add_text_choice(CLI::App& app, const char* names, Choice<std::string>& choice, size_t limit,
@@ -145,7 +144,7 @@ void add_selection_options(CLI::App& app, Query& query) {
 
 void check_period(const Query& query) {
   if (query.until.empty() || query.since <= query.until) return;
-  throw CLI::ValidationError("--until", query.until + " is before --since " + query.since);
+  throw UsageError("--until", query.until + " is before --since " + query.since);
 }
 
 }  // namespace qel::cli

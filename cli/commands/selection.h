@@ -1,9 +1,11 @@
 // The filters: the same names in every subcommand that chooses alerts.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "alerts/query.h"
+
+namespace CLI {
+class App;
+}
 
 namespace qel::cli {
 
@@ -14,7 +16,7 @@ void add_selection_options(CLI::App& app, Query& query);
 // -s/--server alone.
 void add_server_option(CLI::App& app, Query& query);
 
-// Throws a CLI::ValidationError when the period ends before it begins. To be called once the
+// Throws a UsageError when the period ends before it begins. To be called once the
 // options are parsed.
 void check_period(const Query& query);
 

@@ -45,13 +45,12 @@ std::optional<AlertId> parse_name(const std::string& name) {
   return AlertId{name.substr(0, slash), id};
 }
 
-CLI::Validator alert_name_form() {
-  return {[](std::string& name) {
-            return parse_name(name).has_value()
-                       ? std::string()
-                       : in_quotes(name) + " is no alert (SERVER/ID, such as node1/17)";
-          },
-          ""};
+ValueCheck alert_name_form() {
+  return [](std::string& name) {
+    return parse_name(name).has_value()
+               ? std::string()
+               : in_quotes(name) + " is no alert (SERVER/ID, such as node1/17)";
+  };
 }
 
 // Why an alert is not there, as far as the others of its server tell.
@@ -103,10 +102,10 @@ ExitCode show_alerts(const ShowOptions& options) {
 Action define_show(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<ShowOptions>();
-  app.add_option("SERVER/ID", options->names, "Alerts, as \"list\" names them")
-      ->required()
-      ->type_name("")
-      ->check(alert_name_form());
+  add_option(app, "SERVER/ID", options->names, "Alerts, as \"list\" names them")
+      .required()
+      .type_name("")
+      .check(alert_name_form());
   add_presentation_options(app, options->presentation, kUsualForm);
   return [options] { return show_alerts(*options); };
 }

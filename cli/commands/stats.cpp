@@ -152,10 +152,10 @@ Action define_stats(CLI::App& app) {
   add_selection_options(app, options->query);
   add_choices(app, "--by", options->by, kSections,
               "What is counted; may be repeated (default: all)");
-  app.add_option("-n,--lines", options->lines, "Values shown of each; JSON has all")
-      ->type_name("COUNT")
-      ->check(number_from_1())
-      ->capture_default_str();
+  add_option(app, "-n,--lines", options->lines, "Values shown of each; JSON has all")
+      .type_name("COUNT")
+      .check(number_from_1())
+      .shows_default();
   add_answer_output_option(app, options->output);
   return [options] { return show_stats(*options); };
 }

@@ -44,11 +44,11 @@ ExitCode verify(const VerifyOptions& options) {
 Action define_verify(CLI::App& app) {
   add_examples(app, kExamples);
   const auto options = std::make_shared<VerifyOptions>();
-  app.add_option("PLACE", options->path,
-                 "A directory with an alertlog.alt, or a log file (default: the configured log)")
-      ->type_name("");
-  app.add_flag("-v,--verbose", options->verbose, "Tell what was examined, and every finding");
-  app.footer(kNotes);
+  add_option(app, "PLACE", options->path,
+             "A directory with an alertlog.alt, or a log file (default: the configured log)")
+      .type_name("");
+  add_flag(app, "-v,--verbose", options->verbose, "Tell what was examined, and every finding");
+  add_notes(app, kNotes);
   return [options] { return verify(*options); };
 }
 

@@ -7,9 +7,9 @@
 namespace qel::cli::testing {
 namespace {
 
-const std::vector<std::string> kSubcommands = {"list",   "follow", "last",   "show",
-                                               "count",  "stats",  "export", "raise",
-                                               "status", "peers",  "gaps",   "check"};
+const std::vector<std::string> kSubcommands = {"list",  "follow", "last",   "show",   "count",
+                                               "stats", "export", "raise",  "status", "peers",
+                                               "gaps",  "check",  "config", "verify"};
 
 class Usage : public CliTest {};
 
@@ -21,6 +21,20 @@ TEST_F(Usage, HelpNamesEverySubcommandOnALineOfItsOwn) {
     EXPECT_NE(std::string::npos, result.out.find("\n  " + command + " ")) << command;
   }
   EXPECT_EQ(std::string::npos, result.out.find("\n  complete "));
+}
+
+TEST_F(Usage, HelpFitsATerminalOfEightyColumns) {
+  std::vector<std::string> commands = joined(kSubcommands, {"complete", "config check"});
+  commands.emplace_back("");
+  for (const std::string& command : commands) {
+    std::istringstream words(command);
+    std::vector<std::string> call{std::istream_iterator<std::string>(words), {}};
+    call.emplace_back("--help");
+    std::istringstream lines(qelalert(call, {.terminal_columns = 80}).out);
+    for (std::string line; std::getline(lines, line);) {
+      EXPECT_GE(80U + 1, line.size()) << command << ": " << line;  // "\r"
+    }
+  }
 }
 
 TEST_F(Usage, HelpShowsTheWayInAndTheExitCodes) {
