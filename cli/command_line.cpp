@@ -46,7 +46,7 @@ constexpr auto kCheckUsage = static_cast<ExitCode>(3);
 constexpr char kExamples[] =
     "  qelalert                                   all alerts, oldest first\n"
     "  qelalert last                              the newest ten\n"
-    "  qelalert --last 2h -p 1 -s node1           level 1 of node1, the last two hours\n"
+    "  qelalert --last 2h -p 1 -s node1           level 1 of node1, last two hours\n"
     "  qelalert follow                            new ones as they come\n"
     "  qelalert raise -i 42 -m disk \"disk full\"   raise one\n"
     "  qelalert peers                             who answers, and what is missing";

@@ -27,11 +27,10 @@ constexpr char kExamples[] =
     "  qelalert config check -q webalert.xml && cp webalert.xml /etc/qelalert/";
 
 constexpr char kCheckNotes[] =
-    "Every mistake is a line: FILE:LINE:COLUMN: error: KEY: TEXT. Lines with \"warning\" are for "
-    "what\n"
-    "the programs take and hardly anybody means. Without FILE or DIR, also the directories that "
-    "the\n"
-    "configuration names are looked at. Exit code 1 with an error, else 0.";
+    "Every mistake is a line: FILE:LINE:COLUMN: error: KEY: TEXT. Lines with\n"
+    "\"warning\" are for what the programs take and hardly anybody means. Without\n"
+    "FILE or DIR, also the directories that the configuration names are looked at.\n"
+    "Exit code 1 with an error, else 0.";
 
 struct CheckOptions {
   std::string path;  // empty: the configuration of this host

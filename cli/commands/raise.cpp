@@ -29,7 +29,7 @@ namespace {
 
 constexpr char kExamples[] =
     "  qelalert raise -i 1001 -m disk \"disk 3 failed\"\n"
-    "  qelalert raise -i 1001 -m disk --time \"2024/01/31 23:59:59.123\" \"disk 3 failed\"\n"
+    "  qelalert raise -i 1001 -m disk --time \"2024/01/31 23:59:59\" \"disk 3 failed\"\n"
     "  qelalert raise -i 1001 -m disk --wait \"disk 3 failed\"\n"
     "  df -h /data | tail -1 | qelalert raise -i 1002 -m disk -p 2 -";
 
