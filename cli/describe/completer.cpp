@@ -1,11 +1,11 @@
 #include "describe/completer.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <iterator>
 #include <stdexcept>
 #include <string_view>
 
+#include "commands/options.h"
 #include "output/fields.h"
 
 namespace qel::cli::describe {
@@ -55,7 +55,7 @@ std::string completer_of(const OptionFacts& option) {
     const bool is_filter = option.repeats && !option.is_positional;
     return (is_filter ? "choice " : "live ") + std::string(row->completer);
   }
-  if (name == "--fields") return "list " + CLI::detail::join(field_names(), " ");
+  if (name == "--fields") return "list " + joined(field_names(), " ");
   if (const Row* row = row_of(kOfNames, name)) return std::string(row->completer);
   if (const Row* row = row_of(kOfTypes, option.type)) return std::string(row->completer);
   if (option.type.find('|') != std::string::npos) return words_of(option.type);

@@ -5,12 +5,13 @@
 #include "alert_index.h"
 #include "support/files.h"
 #include "support/random.h"
+#include "support/sanitizer.h"
 #include "verify_damage.h"
 
 namespace qel::cli::testing {
 namespace {
 
-constexpr int kRounds = 40;
+constexpr int kRounds = alt_test::is_sanitized() ? 15 : 40;
 constexpr uint32_t kAlerts = 12;
 
 class VerifyBytes : public CliTest {

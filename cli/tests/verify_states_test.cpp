@@ -14,12 +14,13 @@
 #include "support/files.h"
 #include "support/process.h"
 #include "support/random.h"
+#include "support/sanitizer.h"
 #include "verify_damage.h"
 
 namespace qel::cli::testing {
 namespace {
 
-constexpr int kOperations = 150;
+constexpr int kOperations = alt_test::is_sanitized() ? 60 : 150;
 constexpr int kCapacityLimit = 25;
 constexpr char kOwnServer[] = "alpha";
 

@@ -6,6 +6,7 @@
 #include "raising.h"
 #include "relay.h"
 #include "store_content.h"
+#include "support/sanitizer.h"
 
 namespace qel::system_test {
 namespace {
@@ -144,7 +145,7 @@ TEST_F(CatchUp, CutInTheMiddleIsMadeGoodAndWhatBothMissedMeanwhileComes) {
 // a request that is not answered until the next resend is repeated, over both.
 class LongCatchUp : public CatchUp {
  protected:
-  static constexpr Raising kRaising = {10000, 0};
+  static constexpr Raising kRaising = {alt_test::is_sanitized() ? 4000 : 10000, 0};
   static constexpr size_t kBatches = kRaising.each / 4;
   static constexpr uint32_t kRound = 2000;  // more would fill the intake
 

@@ -10,12 +10,13 @@
 #include "server.h"
 #include "store_content.h"
 #include "support/files.h"
+#include "support/sanitizer.h"
 
 namespace qel::system_test {
 namespace {
 
 constexpr uint32_t kPrograms = 10;
-constexpr uint32_t kAlertsEach = 1000;
+constexpr uint32_t kAlertsEach = alt_test::is_sanitized() ? 300 : 1000;
 constexpr uint32_t kCapacity = kPrograms * kAlertsEach;
 
 // Each program waits at the pipe until its last writer is gone.
