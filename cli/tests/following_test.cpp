@@ -131,6 +131,11 @@ TEST_F(Following, LogThatIsMadeAgainGoesOn) {
   EXPECT_TRUE(comes(*tool, "3\n1\n"));
 }
 
+ptrdiff_t lines_of(const std::string& path) {
+  const std::string text = alt_test::read_file(path).value_or("");
+  return std::count(text.begin(), text.end(), '\n');
+}
+
 TEST_F(Following, CursorFileGoesOnWhereTheLastOneEnded) {
   const std::string cursor = cluster_.root() + "/cursor";
   cluster_.store_alerts(1, 12);
@@ -139,9 +144,7 @@ TEST_F(Following, CursorFileGoesOnWhereTheLastOneEnded) {
     ASSERT_TRUE(comes(*tool, "11\n12\n"));
     store(13);
     ASSERT_TRUE(comes(*tool, "11\n12\n13\n"));
-    for (int i = 0; i < kLooks && alt_test::read_file(cursor).value_or("").size() < 13 * 17; ++i) {
-      usleep(kLook_us);
-    }
+    for (int i = 0; i < kLooks && lines_of(cursor) < 2 + 13; ++i) usleep(kLook_us);
   }
   for (uint32_t id = 14; id <= 30; ++id) store(id);
   const auto tool = following({"--cursor-file", cursor, "-n", "2"});
