@@ -145,15 +145,25 @@ std::optional<std::string> parse_relative(std::string_view text, Clock::time_poi
   return parse_span_back(text.substr(1), now);
 }
 
-// The first point in time at which clocks here show the time. Left to itself, mktime chooses for
-// the hour that the end of summer time repeats by what it was asked before.
+// Seconds by which clocks here are ahead of UTC.
+long offset_at(time_t point) {
+  tm parts{};
+  return localtime_r(&point, &parts) != nullptr ? parts.tm_gmtoff : 0;
+}
+
+// The first point in time at which clocks here show the time; of an hour that is skipped, as if
+// they had not been changed yet. mktime would choose for an hour that the end of summer time
+// repeats by what it was asked before, and searches for years when it is told which one is meant.
 time_t first_point(tm parts) {
-  tm in_summer = parts;
-  in_summer.tm_isdst = 1;
-  const time_t point = mktime(&in_summer);
-  if (in_summer.tm_isdst > 0 && in_summer.tm_hour == parts.tm_hour) return point;
-  parts.tm_isdst = -1;
-  return mktime(&parts);
+  constexpr time_t kDay = 24 * 60 * 60;
+  const time_t in_utc = timegm(&parts);
+  const long before = offset_at(in_utc - kDay);
+  const long after = offset_at(in_utc + kDay);
+  if (before == after) return in_utc - before;
+  for (const long offset : {std::max(before, after), std::min(before, after)}) {
+    if (offset_at(in_utc - offset) == offset) return in_utc - offset;
+  }
+  return in_utc - before;
 }
 
 // "HH:MM" or "HH:MM:SS": today at that time.

@@ -145,6 +145,11 @@ TEST_F(UtcTime, RepeatedHourIsTheFirstOneAfterAnyOtherTime) {
   EXPECT_EQ("2024-10-27T02:00:00.000Z", utc_time("2024/10/27 03:00:00.000"));
 }
 
+TEST_F(UtcTime, SkippedHourGoesOnAsBefore) {
+  use_zone(kWithSummerTime);
+  EXPECT_EQ("2024-03-31T01:30:00.000Z", utc_time("2024/03/31 02:30:00.000"));
+}
+
 TEST_F(UtcTime, BoundGivesTheTimeBackThatItWasMadeFrom) {
   use_zone(kWithSummerTime);
   for (const char* time : {"2024/01/31 12:00:00.001", "2024/07/31 23:59:59.999",
