@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "commands/option.h"
+#include "commands/options.h"
 #include "help.h"
 #include "output/visible_text.h"
 #include "suggest.h"
@@ -55,26 +56,36 @@ constexpr char kExitCodes[] =
     "Exit codes: 0 done, 1 failed, 2 wrong option or value, 3 alert daemon not\n"
     "reachable, 4 incomplete (alerts missing, other servers silent or behind).";
 
+// '; did you mean "..."?', when one of the names is near enough.
+std::string suggestion(const std::string& name, const std::vector<std::string>& names) {
+  const std::vector<std::string_view> known(names.begin(), names.end());
+  const std::string_view nearest = nearest_name(name, known);
+  return nearest.empty() ? "" : "; did you mean \"" + std::string(nearest) + "\"?";
+}
+
 // `app` is the tool, or a subcommand that has subcommands itself.
 std::string wrong_command(const CLI::App& app, const std::string& name) {
   std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands({})) {
     if (command->get_group() != kForPrograms) names.push_back(command->get_name());
   }
-  const std::string listed = CLI::detail::join(names, ", ");
-  const std::vector<std::string_view> known(names.begin(), names.end());
-  const std::string_view nearest = nearest_name(name, known);
-  const std::string hint = nearest.empty() ? "; there are: " + listed
-                                           : "; did you mean \"" + std::string(nearest) + "\"?";
-  return "no subcommand " + in_quotes(name) + hint;
+  const std::string hint = suggestion(name, names);
+  return "no subcommand " + in_quotes(name) +
+         (hint.empty() ? "; there are: " + joined(names, ", ") : hint);
 }
 
 // The first word that looks like an option and is none; empty without one.
-std::string unknown_option(const std::vector<std::string>& left) {
+std::string unknown_option(const CLI::App& app, const std::vector<std::string>& left) {
   const auto option = std::find_if(left.begin(), left.end(), [](const std::string& word) {
     return word.size() > 1 && word.starts_with("-");
   });
-  return option != left.end() ? "no option " + in_quotes(*option) : "";
+  if (option == left.end()) return {};
+  std::vector<std::string> names;
+  for (const CLI::Option* known : app.get_options()) {
+    for (const std::string& name : known->get_lnames()) names.push_back("--" + name);
+  }
+  return "no option " + in_quotes(*option) +
+         suggestion(option->substr(0, option->find('=')), names);
 }
 
 // Where the subcommand stands or would stand: behind --config and its value.
@@ -141,7 +152,7 @@ std::string CommandLine::fault_of(const std::exception& error) const {
   const std::vector<std::string> left = app_.remaining(true);
   const auto name = std::find_if(left.begin(), left.end(),
                                  [](const std::string& word) { return !word.starts_with("-"); });
-  std::string fault = unknown_option(left);
+  std::string fault = unknown_option(*command, left);
   const bool has_commands = !command->get_subcommands({}).empty();
   if (has_commands && name != left.end()) fault = wrong_command(*command, *name);
   if (fault.empty()) fault = error.what();

@@ -74,6 +74,13 @@ TEST_F(Usage, StrangeSubcommandGetsTheList) {
   expect_refused(qelalert({"reboot"}), 2, {"\"reboot\"", "list, follow, last, show, count, stats"});
 }
 
+TEST_F(Usage, WrongOptionGetsASuggestion) {
+  expect_refused(qelalert({"list", "--sinc=today"}), 2,
+                 {"qelalert: no option \"--sinc=today\"", "did you mean \"--since\"?"});
+  expect_refused(qelalert({"peers", "--chekc"}), 2, {"did you mean \"--check\"?"});
+  EXPECT_EQ(std::string::npos, qelalert({"list", "--elsewhere"}).err.find("did you mean"));
+}
+
 TEST_F(Usage, UnknownGlobalOptionIsRefused) {
   expect_refused(qelalert({"--colour"}), 2, {"--colour", "qelalert list --help"});
 }
