@@ -5,10 +5,10 @@
 #include <memory>
 #include <string_view>
 
+#include "alerts/visible_text.h"
 #include "commands/option.h"
 #include "commands/options.h"
 #include "help.h"
-#include "output/visible_text.h"
 #include "suggest.h"
 
 namespace qel::cli {

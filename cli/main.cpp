@@ -49,6 +49,7 @@ void show_the_rest() {
 }  // namespace qel::cli
 
 int main(int argc, char** argv) {
+  using namespace qel;
   using namespace qel::cli;
   setlocale(LC_CTYPE, "");             // the widths of characters
   setenv("TZ", ":/etc/localtime", 0);  // else each conversion of a time looks at that file again

@@ -7,13 +7,13 @@
 #include "alert_log/layout.h"
 #include "alerts/session.h"
 #include "alerts/snapshot.h"
+#include "alerts/visible_text.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/selection.h"
 #include "daemon_client/answer.h"
 #include "daemon_client/daemon_socket.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "failure.h"
+#include "alerts/failure.h"
 
 namespace CLI {
 class App;

@@ -3,13 +3,13 @@
 #include <set>
 #include <string>
 
+#include "alerts/fields.h"
 #include "alerts/session.h"
 #include "alerts/snapshot.h"
+#include "alerts/visible_text.h"
 #include "commands/command.h"
 #include "commands/options.h"
-#include "output/fields.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "alerts/visible_text.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "configuration/check.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 #include "suggest.h"
 
 namespace qel::cli {

@@ -6,13 +6,13 @@
 #include <string>
 #include <vector>
 
-#include "alerts/log_watch.h"
+#include "alerts/fields.h"
 #include "alerts/record_text.h"
 #include "alerts/snapshot.h"
 #include "alerts/store.h"
+#include "commands/log_watch.h"
 #include "daemon_client/answer.h"
 #include "daemon_client/daemon_socket.h"
-#include "output/fields.h"
 #include "output/out.h"
 
 namespace qel::cli {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "alert_types.h"
-#include "failure.h"
+#include "alerts/failure.h"
 
 namespace qel::cli {
 

@@ -9,12 +9,12 @@
 #include <utility>
 #include <vector>
 
-#include "alerts/log_watch.h"
 #include "alerts/seen_alerts.h"
 #include "alerts/session.h"
 #include "alerts/snapshot.h"
 #include "alerts/store.h"
 #include "commands/command.h"
+#include "commands/log_watch.h"
 #include "commands/options.h"
 #include "commands/presentation.h"
 #include "commands/selection.h"

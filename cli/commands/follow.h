@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "alerts/failure.h"
 #include "alerts/query.h"
-#include "failure.h"
 #include "output/alert_printer.h"
 
 namespace qel::cli {

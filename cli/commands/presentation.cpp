@@ -2,11 +2,11 @@
 
 #include <vector>
 
+#include "alerts/failure.h"
+#include "alerts/visible_text.h"
 #include "commands/options.h"
-#include "failure.h"
 #include "output/color.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

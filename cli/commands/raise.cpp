@@ -17,12 +17,12 @@
 #include "alerts/session.h"
 #include "alerts/store.h"
 #include "alerts/time_text.h"
+#include "alerts/visible_text.h"
 #include "commands/command.h"
 #include "commands/delivery.h"
 #include "commands/options.h"
 #include "common/unique_fd.h"
 #include "daemon_client/daemon_socket.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

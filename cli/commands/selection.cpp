@@ -5,11 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "alerts/failure.h"
 #include "alerts/record_text.h"
 #include "alerts/time_text.h"
+#include "alerts/visible_text.h"
 #include "commands/options.h"
-#include "failure.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -9,11 +9,11 @@
 #include "alerts/record_text.h"
 #include "alerts/session.h"
 #include "alerts/snapshot.h"
+#include "alerts/visible_text.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/presentation.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "alerts/fields.h"
 #include "alerts/session.h"
 #include "alerts/snapshot.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "commands/selection.h"
 #include "output/columns.h"
-#include "output/fields.h"
 #include "output/out.h"
 
 namespace qel::cli {

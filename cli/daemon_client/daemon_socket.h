@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "failure.h"
+#include "alerts/failure.h"
 #include "output/columns.h"
 
 namespace qel::cli {
@@ -24,8 +24,8 @@ class NotReachable : public Failure {
 // Throws a Failure when the configuration cannot be read.
 std::string daemon_socket_path();
 
-// Sends a request, such as {"request":"status"}, and gives the object that comes back. Throws NotReachable, or another
-// Failure for an answer that is none.
+// Sends a request, such as {"request":"status"}, and gives the object that comes back. Throws
+// NotReachable, or another Failure for an answer that is none.
 Json ask_daemon(const std::string& socket_path, const Json& request);
 
 }  // namespace qel::cli

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "alerts/fields.h"
 #include "commands/options.h"
-#include "output/fields.h"
 
 namespace qel::cli::describe {
 namespace {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "alerts/visible_text.h"
 #include "output/color.h"
 #include "output/columns.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 

@@ -9,7 +9,7 @@
 
 #include "alert_types.h"
 #include "alerts/alert_list.h"
-#include "output/fields.h"
+#include "alerts/fields.h"
 
 namespace qel::cli {
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <string>
 
-#include "failure.h"
+#include "alerts/failure.h"
 
 namespace qel::cli {
 namespace {

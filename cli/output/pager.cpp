@@ -10,9 +10,9 @@
 #include <cstring>
 #include <string>
 
-#include "failure.h"
+#include "alerts/failure.h"
+#include "alerts/visible_text.h"
 #include "output/out.h"
-#include "output/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 
 #include <gtest/gtest.h>
 

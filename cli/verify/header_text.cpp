@@ -9,8 +9,8 @@
 #include "alert_index/layout.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alerts/failure.h"
 #include "common/unique_fd.h"
-#include "failure.h"
 
 namespace qel::cli {
 namespace {

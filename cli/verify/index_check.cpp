@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "alert_index/layout.h"
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 #include "verify/header_text.h"
 #include "verify/text_place.h"
 

@@ -6,7 +6,7 @@
 #include <tuple>
 
 #include "alert_log/layout.h"
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 #include "verify/record_check.h"
 
 namespace qel::cli {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "alert_log/layout.h"
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 #include "verify/header_text.h"
 #include "verify/limits.h"
 #include "verify/text_place.h"

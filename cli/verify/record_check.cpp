@@ -5,7 +5,7 @@
 
 #include "alert_log/layout.h"
 #include "alerts/time_text.h"
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 
 namespace qel::cli {
 namespace {

@@ -10,9 +10,9 @@
 
 #include "alert_config.h"
 #include "alert_index.h"
+#include "alerts/failure.h"
 #include "alerts/session.h"
 #include "common/unique_fd.h"
-#include "failure.h"
 #include "verify/limits.h"
 #include "verify/store_lock.h"
 

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "failure.h"
+#include "alerts/failure.h"
 
 namespace qel::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "alerts/log_watch.h"
+#include "commands/log_watch.h"
 
 #include <poll.h>
 #include <sys/inotify.h>
@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "failure.h"
+#include "alerts/failure.h"
 #include "output/out.h"
 
 namespace qel::cli {

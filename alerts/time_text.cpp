@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 using std::chrono::milliseconds;
@@ -241,4 +241,4 @@ std::optional<std::string> utc_time(std::string_view stored) {
   return text;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace qel::cli {
+namespace qel {
 
 // While it lives, root works as the owner of a directory. The library makes what is missing, such
 // as an index or the next diagnostic log; made by root, it would shut out the alert daemon and the
@@ -22,4 +22,4 @@ class OwnerRights {
   gid_t group_before_ = 0;
 };
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -5,7 +5,7 @@
 
 #include "alerts/record_text.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 std::vector<IdRun> runs_of(const std::vector<uint32_t>& sorted_ids) {
@@ -60,4 +60,4 @@ std::string runs_text(const std::vector<IdRun>& runs, size_t most) {
   return runs.size() > most ? text + ", ..." : text;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "alert_types.h"
-#include "failure.h"
+#include "alerts/failure.h"
 
-namespace qel::cli {
+namespace qel {
 
 std::string log_path();
 std::string intake_path();
@@ -43,4 +43,4 @@ LogState read_log_state();
 // All records, newest first.
 std::vector<ALERT_RECORD_INFO> read_all();
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::cli {
+namespace qel {
 
 // The exit codes that scripts test.
 enum ExitCode {
@@ -33,10 +33,10 @@ class UsageError : public std::runtime_error {
       : std::runtime_error(option + ": " + fault) {}
 };
 
-// Writes "qelalert: " and the text as one line to standard error.
+// Writes the program's name, ": " and the text as one line to standard error.
 void message(std::string_view text);
 
 // `what`, a colon and the text of the errno value.
 std::string with_errno(const std::string& what, int error);
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -12,13 +12,13 @@
 #include "alert_index.h"
 #include "alert_log.h"
 #include "alert_log/layout.h"
+#include "alerts/failure.h"
 #include "alerts/owner_rights.h"
 #include "alerts/session.h"
 #include "common/paths.h"
 #include "common/unique_fd.h"
-#include "failure.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 constexpr int kTimeIndex = 0;
@@ -137,4 +137,4 @@ std::vector<ALERT_RECORD_INFO> read_all() {
   return alerts;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

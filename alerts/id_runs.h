@@ -7,7 +7,7 @@
 
 #include "alerts/alert_list.h"
 
-namespace qel::cli {
+namespace qel {
 
 // Ids without a gap, both ends included.
 struct IdRun {
@@ -32,4 +32,4 @@ std::vector<HeldAlerts> held_alerts(const AlertList& alerts);
 // "5-6, 9"; "-" for none. Not more than `most` runs; "..." stands for the others.
 std::string runs_text(const std::vector<IdRun>& runs, size_t most);
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -10,11 +10,11 @@
 #include <fstream>
 #include <string_view>
 
+#include "alerts/failure.h"
 #include "alerts/record_text.h"
 #include "common/unique_fd.h"
-#include "failure.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 // The first line of a file; behind it stands a hash of 16 hexadecimal digits on each line, those
@@ -138,4 +138,4 @@ void SeenAlerts::save(const std::string& path) const {
   }
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::cli {
+namespace qel {
 
 using Clock = std::chrono::system_clock;
 
@@ -29,4 +29,4 @@ std::optional<std::string> parse_span_back(std::string_view span, Clock::time_po
 // the end of summer time repeats, the first. Nothing when the text is no stored time.
 std::optional<std::string> utc_time(std::string_view stored);
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -5,8 +5,8 @@
 
 #include "alert_types.h"
 
-namespace qel::cli {
+namespace qel {
 
 using AlertList = std::vector<const ALERT_RECORD_INFO*>;
 
-}  // namespace qel::cli
+}  // namespace qel

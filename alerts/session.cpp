@@ -9,15 +9,15 @@
 
 #include "alert_config.h"
 #include "alert_udp.h"
+#include "alerts/failure.h"
 #include "alerts/owner_rights.h"
 #include "common/environment.h"
 #include "common/unique_fd.h"
-#include "failure.h"
 
 // An addition to the calls that every XML library of the product has: it may be missing.
 extern "C" const char* xmllib_last_error(void) __attribute__((weak));
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 // The library tells on standard output why it cannot start; there it would be taken for data.
@@ -114,4 +114,4 @@ std::string local_server_name() {
   return name;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

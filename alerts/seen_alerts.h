@@ -8,7 +8,7 @@
 
 #include "alerts/alert_list.h"
 
-namespace qel::cli {
+namespace qel {
 
 // Alerts arrive late, in any order, and a log may be lost and filled again by the other servers; a
 // server that has lost its ids may even give them again. So neither a time nor an id tells whether
@@ -40,4 +40,4 @@ class SeenAlerts {
   Hashes older_;
 };
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace qel::cli {
+namespace qel {
 
 // The text with every control character, and every byte that is not valid UTF-8, as \xHH. Other
 // characters stay, the backslash too.
@@ -21,4 +21,4 @@ size_t cell_count(std::string_view text);
 // The text if it fits into `cells` columns, else its beginning with "..." at the end.
 std::string cut_to_cells(std::string_view text, size_t cells);
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -1,10 +1,10 @@
-#include "output/visible_text.h"
+#include "alerts/visible_text.h"
 
 #include <wchar.h>
 
 #include <cstdio>
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 constexpr size_t kQuotedCells = 60;  // leaves room for the rest of the message on one line
@@ -110,4 +110,4 @@ std::string cut_to_cells(std::string_view text, size_t cells) {
   return std::string(text.substr(0, end)) + std::string(mark);
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -1,4 +1,4 @@
-#include "output/fields.h"
+#include "alerts/fields.h"
 
 #include <algorithm>
 #include <iterator>
@@ -6,7 +6,7 @@
 #include "alerts/record_text.h"
 #include "alerts/time_text.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 struct Named {
@@ -74,4 +74,4 @@ std::string alert_name(const ALERT_RECORD_INFO& alert) {
   return text_of(alert.szServer) + "/" + std::to_string(alert.alert_id);
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -5,9 +5,9 @@
 
 #include <cerrno>
 
-#include "failure.h"
+#include "alerts/failure.h"
 
-namespace qel::cli {
+namespace qel {
 
 OwnerRights::OwnerRights(const std::string& directory) {
   struct stat status {};
@@ -29,4 +29,4 @@ OwnerRights::~OwnerRights() {
   (void)!setegid(group_before_);
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -7,7 +7,7 @@
 #include "alerts/record_text.h"
 #include "alerts/store.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 bool earlier(const ALERT_RECORD_INFO* a, const ALERT_RECORD_INFO* b) {
@@ -36,4 +36,4 @@ AlertList Snapshot::matching(const Query& query) const {
   return found;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -10,7 +10,7 @@
 
 #include "alert_types.h"
 
-namespace qel::cli {
+namespace qel {
 
 // The values that a field may have, and those that it may not have. Without any it may have all;
 // without allowed values it may have all but the refused ones.
@@ -62,4 +62,4 @@ struct Query {
 
 bool matches(const Query& query, const ALERT_RECORD_INFO& alert);
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace qel::cli {
+namespace qel {
 
 // The library is started as long as a Session lives; there is one at a time. The constructor throws
 // a Failure that tells why it could not start.
@@ -25,4 +25,4 @@ std::string read_policy_text(const char* section, const char* key);
 // The short name of this server, as it stands in alerts. Throws a Failure.
 std::string local_server_name();
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace qel::cli {
+namespace qel {
 
 // A field's text; a field without its NUL ends at its width.
 template <size_t N>
@@ -18,4 +18,4 @@ constexpr size_t text_limit(const char (&)[N]) {
   return N - 1;
 }
 
-}  // namespace qel::cli
+}  // namespace qel

@@ -8,7 +8,7 @@
 
 #include "alert_types.h"
 
-namespace qel::cli {
+namespace qel {
 
 enum class Field { kAlert, kId, kEvent, kLevel, kServer, kModule, kWritten, kRaised, kMessage };
 
@@ -29,4 +29,4 @@ std::string field_value(const ALERT_RECORD_INFO& alert, Field field, Zone zone);
 // "node1/17": how an alert is named.
 std::string alert_name(const ALERT_RECORD_INFO& alert);
 
-}  // namespace qel::cli
+}  // namespace qel

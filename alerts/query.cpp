@@ -6,7 +6,7 @@
 
 #include "alerts/record_text.h"
 
-namespace qel::cli {
+namespace qel {
 namespace {
 
 bool is_capital(unsigned char c) { return isupper(c) != 0; }
@@ -74,4 +74,4 @@ bool matches(const Query& query, const ALERT_RECORD_INFO& alert) {
          admits_message(query.message, field_text(alert.szAlertMessage));
 }
 
-}  // namespace qel::cli
+}  // namespace qel

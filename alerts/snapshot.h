@@ -6,7 +6,7 @@
 #include "alerts/alert_list.h"
 #include "alerts/query.h"
 
-namespace qel::cli {
+namespace qel {
 
 // A copy of the whole log, read while a Session lives. The order is by raise time, and where that
 // is equal by server and id: so every server of a cluster shows its alerts in the same order.
@@ -28,4 +28,4 @@ class Snapshot {
   AlertList order_;
 };
 
-}  // namespace qel::cli
+}  // namespace qel
