@@ -37,6 +37,9 @@ struct LevelRange {
   std::string last;
 };
 
+// Of "2" or "1..2". Throws std::invalid_argument with the reason.
+LevelRange parse_levels(const std::string& text);
+
 // An extended regular expression; capital and small letters are the same to one without capitals.
 class Pattern {
  public:
@@ -50,6 +53,16 @@ class Pattern {
   std::shared_ptr<const Compiled> compiled_;
 };
 
+// A text somewhere in another one; capital and small letters of ASCII are the same.
+class Part {
+ public:
+  explicit Part(std::string_view text);
+  bool found_in(std::string_view text) const;
+
+ private:
+  std::string small_;
+};
+
 struct Query {
   std::string since{};  // raise times in the stored form, both ends included; empty: no bound
   std::string until{};
@@ -57,7 +70,8 @@ struct Query {
   Choice<std::string> module{};
   Choice<std::string> event{};
   Choice<LevelRange> level{};
-  Choice<Pattern> message{};
+  Choice<Pattern> message{};  // of the message
+  Choice<Part> part{};        // as well
 };
 
 bool matches(const Query& query, const ALERT_RECORD_INFO& alert);

@@ -1,6 +1,7 @@
 #include "alerts/store.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,6 +120,27 @@ LogState read_log_state() {
           .capacity = header.nMaxCount,
           .count = header.nCurCount,
           .current_alert_id = header.current_alert_id};
+}
+
+StillStore::StillStore(Purpose purpose)
+    : directory_(open(alt_path_only, O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  const int kind = purpose == Purpose::kRead ? LOCK_SH : LOCK_EX;
+  while (directory_ && flock(directory_.get(), kind) != 0 && errno == EINTR) {
+  }
+}
+
+std::vector<ALERT_RECORD_INFO> read_lines() {
+  const StillStore still(StillStore::Purpose::kRead);
+  const LogState log = read_log_state();
+  if (log.bytes != log.bytes_expected) throw damaged(log);
+  const UniqueFd fd = open_for_reading(log.path);
+  std::vector<ALERT_RECORD_INFO> alerts(log.count);
+  for (uint32_t line = 0; line < log.count; ++line) {
+    if (read_alert_record(fd.get(), static_cast<int>(line), &alerts[line]) == 0) continue;
+    throw Failure(kFailed, log.path + " is damaged: line " + std::to_string(line) +
+                               " cannot be read (details in " + diagnostic_log_path() + ")");
+  }
+  return alerts;
 }
 
 std::vector<ALERT_RECORD_INFO> read_all() {

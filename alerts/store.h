@@ -11,6 +11,7 @@
 
 #include "alert_types.h"
 #include "alerts/failure.h"
+#include "common/unique_fd.h"
 
 namespace qel {
 
@@ -40,7 +41,22 @@ struct LogState {
 // Throws NoLog, or another Failure that tells why the log cannot be read, as read_all does.
 LogState read_log_state();
 
-// All records, newest first.
+// All records, newest first, by the time index.
 std::vector<ALERT_RECORD_INFO> read_all();
+
+// Keeps the store as it is while it lives: nobody else stores, searches or resizes. For
+// milliseconds.
+class StillStore {
+ public:
+  enum class Purpose { kRead, kChange };
+  explicit StillStore(Purpose purpose);
+
+ private:
+  UniqueFd directory_;
+};
+
+// All records in the order of the log's lines, without an index: also when those are damaged. No
+// alert is stored meanwhile.
+std::vector<ALERT_RECORD_INFO> read_lines();
 
 }  // namespace qel

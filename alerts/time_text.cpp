@@ -221,7 +221,7 @@ std::optional<std::string> parse_bound(std::string_view text, Clock::time_point 
   return parse_relative(text, now);
 }
 
-std::optional<std::string> utc_time(std::string_view stored) {
+std::optional<int64_t> unix_ms(std::string_view stored) {
   const std::optional<std::string> time = parse_time(stored);
   if (!time.has_value()) return std::nullopt;
   tm parts{};
@@ -231,14 +231,31 @@ std::optional<std::string> utc_time(std::string_view stored) {
   parts.tm_hour = number_at(*time, 11, 2);
   parts.tm_min = number_at(*time, 14, 2);
   parts.tm_sec = number_at(*time, 17, 2);
-  const time_t point = first_point(parts);
+  return first_point(parts) * int64_t{1000} + number_at(*time, kSecondForm.size() + 1, 3);
+}
+
+std::string utc_text(int64_t unix_ms) {
+  const milliseconds point{unix_ms};
+  const seconds whole = std::chrono::floor<seconds>(point);
+  const time_t count = whole.count();
   tm utc{};
-  if (gmtime_r(&point, &utc) == nullptr) return std::nullopt;
+  gmtime_r(&count, &utc);
   char text[96];
-  snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%sZ", utc.tm_year + 1900,
+  snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
            utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-           time->substr(time->size() - 3).c_str());
+           static_cast<int>((point - whole).count()));
   return text;
+}
+
+int64_t local_offset_ms(int64_t unix_ms) {
+  const seconds whole = std::chrono::floor<seconds>(milliseconds{unix_ms});
+  return offset_at(whole.count()) * int64_t{1000};
+}
+
+std::optional<std::string> utc_time(std::string_view stored) {
+  const std::optional<int64_t> point = unix_ms(stored);
+  if (!point.has_value()) return std::nullopt;
+  return utc_text(*point);
 }
 
 }  // namespace qel

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,8 +26,17 @@ std::optional<std::string> parse_bound(std::string_view text, Clock::time_point 
 // The time that lies a span back: a number and one of s, sec, m, min, h, d, w.
 std::optional<std::string> parse_span_back(std::string_view span, Clock::time_point now);
 
-// The UTC time of a stored one, in the form of RFC 3339: "2024-01-31T23:59:59.123Z". Of a time that
-// the end of summer time repeats, the first. Nothing when the text is no stored time.
+// The point in time of a stored one, in milliseconds since 1970 in UTC. Of a time that the end of
+// summer time repeats, the first. Nothing when the text is no stored time.
+std::optional<int64_t> unix_ms(std::string_view stored);
+
+// The same in the form of RFC 3339, "2024-01-31T23:59:59.123Z".
+std::string utc_text(int64_t unix_ms);
+
+// How far the clocks here are ahead of UTC at that point in time, in milliseconds.
+int64_t local_offset_ms(int64_t unix_ms);
+
+// The UTC time of a stored one in that form. Nothing when the text is no stored time.
 std::optional<std::string> utc_time(std::string_view stored);
 
 }  // namespace qel

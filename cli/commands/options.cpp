@@ -9,11 +9,6 @@
 namespace qel::cli {
 namespace {
 
-bool is_control_byte(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < 0x20 || byte == 0x7f;
-}
-
 // Digits only, without a leading zero: the parser behind would read such a number as octal.
 std::string number_fault(const std::string& text, int lowest) {
   constexpr int kMax = std::numeric_limits<int>::max();
@@ -42,20 +37,6 @@ std::string joined(const std::vector<std::string>& words, std::string_view betwe
   for (const std::string& word : words) text.append(text.empty() ? "" : between).append(word);
   return text;
 }
-
-std::string text_fault(std::string_view text, size_t limit) {
-  const std::string allowed = " (" + text_range(limit) + ")";
-  if (text.find_first_not_of(' ') == std::string_view::npos) {
-    return in_quotes(text) + " is empty or blank" + allowed;
-  }
-  if (std::any_of(text.begin(), text.end(), is_control_byte)) {
-    return in_quotes(text) + " holds a control character" + allowed;
-  }
-  if (text.size() > limit) return in_quotes(text) + " is too long" + allowed;
-  return {};
-}
-
-std::string text_range(size_t limit) { return "1 to " + std::to_string(limit) + " bytes"; }
 
 Option add_text_option(CLI::App& app, const std::string& names, std::string& text, size_t limit,
                        const std::string& help) {

@@ -6,19 +6,12 @@
 #include <string_view>
 #include <vector>
 
+#include "alerts/record_text.h"
 #include "commands/option.h"
 
 namespace qel::cli {
 
-// What is wrong with a text that a record shall hold in a field of at most `limit` bytes; empty
-// when nothing is. A record is one line of fixed columns, so it takes neither blank texts nor
-// control characters.
-std::string text_fault(std::string_view text, size_t limit);
-
-// "1 to <limit> bytes", as helps and messages tell it.
-std::string text_range(size_t limit);
-
-// An option for such a text; its help ends with the range.
+// An option for a text that a record shall hold (record_text.h); its help ends with the range.
 Option add_text_option(CLI::App& app, const std::string& names, std::string& text, size_t limit,
                        const std::string& help);
 

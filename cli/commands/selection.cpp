@@ -97,18 +97,6 @@ void add_text_choice(CLI::App& app, const char* names, Choice<std::string>& choi
   add_choice_option(app, names, choice, "TEXT", help, parse);
 }
 
-bool is_level(std::string_view text) { return text == "1" || text == "2" || text == "3"; }
-
-LevelRange parse_levels(const std::string& text) {
-  const size_t dots = text.find("..");
-  const LevelRange range = dots == std::string::npos
-                               ? LevelRange{text, text}
-                               : LevelRange{text.substr(0, dots), text.substr(dots + 2)};
-  if (is_level(range.first) && is_level(range.last) && range.first <= range.last) return range;
-  throw std::invalid_argument(in_quotes(text) +
-                              " is not a level from 1 to 3 or a range such as 1..2");
-}
-
 Pattern parse_pattern(const std::string& text) {
   if (text.empty()) throw std::invalid_argument("the expression is empty");
   try {

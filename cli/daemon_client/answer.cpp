@@ -38,12 +38,6 @@ std::string member_table(std::span<const Member> columns, const Json& list) {
   return align_columns(rows, terminal_width());
 }
 
-uint64_t member_count(const Json& object, const char* pointer) {
-  const Json::json_pointer place{pointer};
-  if (!object.contains(place) || !object.at(place).is_number_unsigned()) return 0;
-  return object.at(place).get<uint64_t>();
-}
-
 void for_each_object(const Json& answer, const char* name,
                      const std::function<void(const Json&)>& visit) {
   const Json* list = list_member(answer, name);

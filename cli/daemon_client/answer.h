@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 
+#include "alerts/daemon_answer.h"
 #include "output/columns.h"
 
 namespace qel::cli {
@@ -18,9 +19,6 @@ struct Member {
 
 // The text of a member: "-" when it is missing or empty, "yes" or "no" for a truth value.
 std::string member_text(const Json& object, const char* pointer);
-
-// A member that counts something; 0 when it is missing or no such number.
-uint64_t member_count(const Json& object, const char* pointer);
 
 // Each object of the list that is the answer's member `name`.
 void for_each_object(const Json& answer, const char* name,

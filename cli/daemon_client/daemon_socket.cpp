@@ -10,6 +10,7 @@
 #include <cstring>
 #include <optional>
 
+#include "alerts/daemon_answer.h"
 #include "alerts/session.h"
 #include "common/environment.h"
 #include "common/unique_fd.h"
@@ -20,10 +21,6 @@ namespace {
 constexpr char kUsualPath[] = "/run/qelalert/qelalertd.sock";
 // A busy daemon answers in milliseconds; a stuck one must not hang a script.
 constexpr std::chrono::seconds kAnswerTime{5};
-// The largest cluster's status is far smaller.
-constexpr size_t kAnswerSizeMax = 1U << 20U;
-// A status is nested five deep. Bounded, since printing a document recurses.
-constexpr int kAnswerDepthMax = 16;
 
 NotReachable not_reachable(const std::string& path, int error) {
   const bool stopped = error == ENOENT || error == ECONNREFUSED;
@@ -73,7 +70,7 @@ void wait_readable(int fd, const std::string& path, std::chrono::steady_clock::t
 std::string read_answer_line(int fd, const std::string& path) {
   const auto end = std::chrono::steady_clock::now() + kAnswerTime;
   std::string line;
-  while (line.size() < kAnswerSizeMax) {
+  while (line.size() < kDaemonAnswerMax) {
     wait_readable(fd, path, end);
     char piece[4096];
     const ssize_t count = recv(fd, piece, sizeof piece, MSG_DONTWAIT);
@@ -84,17 +81,6 @@ std::string read_answer_line(int fd, const std::string& path) {
     if (count == 0 || line_end != std::string::npos) return line.substr(0, line_end);
   }
   return line;
-}
-
-std::optional<Json> parse_object(const std::string& text) {
-  bool too_deep = false;
-  const auto watch_depth = [&](int depth, Json::parse_event_t, Json&) {
-    too_deep = too_deep || depth > kAnswerDepthMax;
-    return !too_deep;
-  };
-  Json answer = Json::parse(text, watch_depth, false);
-  if (too_deep || !answer.is_object()) return std::nullopt;
-  return answer;
 }
 
 }  // namespace
@@ -114,7 +100,7 @@ Json ask_daemon(const std::string& socket_path, const Json& request) {
   const std::string text = read_answer_line(fd.get(), socket_path);
   // A daemon with too many clients hangs up at once.
   if (text.empty()) throw not_reachable(socket_path, ECONNRESET);
-  std::optional<Json> answer = parse_object(text);
+  std::optional<Json> answer = parse_daemon_answer(text);
   if (!answer.has_value()) {
     throw Failure(kFailed, "the alert daemon's answer is not understood: " + socket_path);
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "alerts/csv_text.h"
 #include "alerts/visible_text.h"
 #include "output/color.h"
 #include "output/columns.h"
@@ -153,13 +154,6 @@ std::string joined(const std::vector<std::string>& texts, const char* between) {
   std::string line;
   for (size_t i = 0; i < texts.size(); ++i) line += (i > 0 ? between : "") + texts[i];
   return line;
-}
-
-std::string csv_value(const std::string& text) {
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
-  std::string quoted = "\"";
-  for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
-  return quoted + "\"";
 }
 
 class CsvForm : public Form {
