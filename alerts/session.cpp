@@ -13,6 +13,7 @@
 #include "alerts/owner_rights.h"
 #include "common/environment.h"
 #include "common/unique_fd.h"
+#include "configuration/keys.h"
 
 // An addition to the calls that every XML library of the product has: it may be missing.
 extern "C" const char* xmllib_last_error(void) __attribute__((weak));
@@ -98,13 +99,21 @@ Session::~Session() { alert_log_lib_term(); }
 
 std::string diagnostic_log_path() { return diagnostic_log_directory() + "/alert.log"; }
 
-std::string read_policy_text(const char* section, const char* key) {
+std::optional<std::string> read_policy_text(const char* section, const char* key) {
   constexpr int kTextMax = 4096;  // bytes with the NUL, as long as the longest path
   const Configuration configuration(section);
   char text[kTextMax] = {};
   int size = sizeof text;
-  if (xmllib_get_value(key, XMLLIB_TEXT, text, &size) != 0) return {};
+  if (xmllib_get_value(key, XMLLIB_TEXT, text, &size) != 0) return std::nullopt;
   return text;
+}
+
+std::string daemon_socket_path() {
+  const char* const chosen = environment_or("QELALERT_SOCKET", nullptr);
+  if (chosen != nullptr) return chosen;
+  constexpr char kKey[] = "/root/webalert/daemon/socket";
+  const std::string path = read_policy_text("webalert", kKey).value_or("");
+  return path.empty() ? configuration::default_path(kKey) : path;
 }
 
 std::string local_server_name() {

@@ -13,24 +13,30 @@ namespace qel::web {
 
 using NamedText = std::pair<std::string, std::string>;
 
+// Who comes over a Unix socket.
+constexpr std::string_view kUnixClient = "unix";
+
 struct Request {
   std::string method;                 // as sent, "GET"
   std::string path;                   // percent-decoded, without the query
   std::vector<NamedText> parameters;  // percent-decoded, in their order; "" where no "=" stood
   std::vector<NamedText> headers;     // names as sent
-  std::string client;                 // address of the other side; "unix" on the Unix socket
+  std::string client;                 // address of the other side, or kUnixClient
 
   // The first header of that name, capital and small letters alike; empty when there is none.
   std::string_view header(std::string_view name) const;
 };
 
-// The events of a stream, one after the other. Called on the event loop's thread only.
+// The server-sent events of a stream, one after the other. Called on the event loop's thread only.
+// It is freed as soon as the client is found to have gone.
 class StreamSource {
  public:
   virtual ~StreamSource() = default;
 
   // The next bytes to send, at most `size` of them, nothing when there are none for now; the stream
-  // is asked again after HttpServer::wake_streams. It has no end but that of the connection.
+  // is asked again after HttpServer::wake_streams. Nothing may be said only between two events: the
+  // server then puts its own comments there, which keep the connection. It has no end but that of
+  // the connection, or an exception.
   virtual std::string take(size_t size) = 0;
 };
 

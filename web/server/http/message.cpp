@@ -1,0 +1,14 @@
+#include "message.h"
+
+#include "text.h"
+
+namespace qel::web {
+
+std::string_view Request::header(std::string_view name) const {
+  for (const auto& [held, value] : headers) {
+    if (same_but_for_case(held, name)) return value;
+  }
+  return {};
+}
+
+}  // namespace qel::web
