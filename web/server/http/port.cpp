@@ -19,13 +19,14 @@ namespace qel::web {
 
 namespace {
 
-constexpr uint64_t kAccuracyUsec = 1000;
+constexpr uint64_t kAccuracyUsec = 1;  // it often is to run again at once
 constexpr const char* kTlsPriorities = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
 MHD_Result add_header(void* headers, MHD_ValueKind, const char* name, size_t name_size,
                       const char* value, size_t value_size) {
   static_cast<std::vector<NamedText>*>(headers)->emplace_back(
-      std::string(name, name_size), value == nullptr ? "" : std::string(value, value_size));
+      std::string(name, name_size),
+      std::string(trim(value == nullptr ? "" : std::string_view(value, value_size))));
   return MHD_YES;
 }
 
@@ -130,11 +131,18 @@ int Port::on_timeout(sd_event_source*, uint64_t, void* self) {
   return 0;
 }
 
+unsigned Port::connection_count() const {
+  return MHD_get_daemon_info(http_, MHD_DAEMON_INFO_CURRENT_CONNECTIONS)->num_connections;
+}
+
 void Port::run() {
+  const unsigned before = connection_count();
   MHD_run(http_);
+  // At the limit it stops accepting, and looks whether it may again only when it runs.
+  if (connection_count() < before) MHD_run(http_);
   MHD_UNSIGNED_LONG_LONG milliseconds = 0;
   const bool waits = MHD_get_timeout(http_, &milliseconds) == MHD_YES;
-  if (waits) sd_event_source_set_time_relative(timeout_.get(), milliseconds * 1000);
+  if (waits) sd_event_source_set_time_relative(timeout_.get(), (milliseconds > 100 ? 100: milliseconds) * 1000);
   sd_event_source_set_enabled(timeout_.get(), waits ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
 }
 

@@ -50,8 +50,8 @@ class Port {
 
   bool start(UniqueFd socket, const Limits& limits, const Certificate* certificate);
   bool watch(sd_event* event, std::string* error);
+  unsigned connection_count() const;
   void run();
-  void set_timeout();
   MHD_Result reply(MHD_Connection* connection, const Incoming& incoming);
   MHD_Result send(MHD_Connection* connection, Response response);
 

@@ -32,16 +32,26 @@ struct PieceReader {
   const Log* log;
   std::string piece{};  // the one that is being sent
   size_t sent = 0;      // of it
+  bool ended = false;
 
+  // As much as there is room for: each chunk is sent on its own.
   ssize_t read(char* buffer, size_t size) {
-    if (sent == piece.size()) {
+    size_t filled = 0;
+    while (filled < size && has_more()) {
+      const size_t copied = piece.copy(buffer + filled, size - filled, sent);
+      sent += copied;
+      filled += copied;
+    }
+    return filled == 0 ? MHD_CONTENT_READER_END_OF_STREAM : static_cast<ssize_t>(filled);
+  }
+
+  bool has_more() {
+    if (!ended && sent == piece.size()) {
       piece = pieces();
       sent = 0;
+      ended = piece.empty();
     }
-    if (piece.empty()) return MHD_CONTENT_READER_END_OF_STREAM;
-    const size_t copied = piece.copy(buffer, size, sent);
-    sent += copied;
-    return static_cast<ssize_t>(copied);
+    return !ended;
   }
 };
 

@@ -1,0 +1,61 @@
+// The new-alert event as something to wait for.
+#include "alert_event.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <qelipc.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace qel::web::testing {
+namespace {
+
+class Event : public ::testing::Test {
+ protected:
+  Event() { setenv("QEL_IPC_NAME", name_.c_str(), 1); }
+  ~Event() override {
+    shm_unlink(name_.c_str());
+    unsetenv("QEL_IPC_NAME");
+  }
+  static bool rings(const AlertEvent& event, int timeout_ms) {
+    pollfd bell = {event.fd(), POLLIN, 0};
+    return poll(&bell, 1, timeout_ms) == 1;
+  }
+
+ private:
+  const std::string name_ = "/qel-web-test-" + std::to_string(getpid());
+};
+
+TEST_F(Event, RaisedOneRingsUntilItIsCleared) {
+  const AlertEvent event;
+  ASSERT_EQ(0, semevt_set_alert());
+  EXPECT_TRUE(rings(event, 10000));
+  EXPECT_TRUE(rings(event, 0));
+  event.clear();
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_EQ(0, semevt_set_alert());
+    EXPECT_TRUE(rings(event, 10000)) << i;
+    event.clear();
+  }
+}
+
+TEST_F(Event, ThatIsNotRaisedStaysSilent) {
+  const AlertEvent event;
+  EXPECT_FALSE(rings(event, 50));
+}
+
+TEST_F(Event, RemovedStateRingsAndTheNextOneIsListenedTo) {
+  const AlertEvent event;
+  ASSERT_EQ(0, semevt_set_alert());
+  EXPECT_TRUE(rings(event, 10000));
+  event.clear();
+  shm_unlink(std::getenv("QEL_IPC_NAME"));
+  ASSERT_EQ(0, semevt_set_alert());
+  EXPECT_TRUE(rings(event, 10000));
+}
+
+}  // namespace
+}  // namespace qel::web::testing
