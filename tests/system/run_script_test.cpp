@@ -53,6 +53,7 @@ class ThreeServers : public ::testing::Test {
     fs::create_directory_symlink(QEL_SOURCE_DIR "/scripts", tree + "/scripts");
     fs::create_directory_symlink(QEL_SOURCE_DIR "/packaging", tree + "/packaging");
     fs::create_directory_symlink(QEL_BUILD_DIR, tree + "/build/dev");
+    fs::create_directory_symlink(QEL_SOURCE_DIR "/build/page", tree + "/build/page");
     return tree;
   }
 
@@ -64,7 +65,7 @@ TEST_F(ThreeServers, ShowThatAllHoldTheSameAndEndWithTheirStoresLeft) {
   const LeftByTheScript left(home);
   const std::string port = std::to_string(20000 + getpid() % 10000);
   Program script({make_tree() + "/scripts/three-servers", home}, server_.path("out/script"),
-                 {{"QELALERT_RUN_SECONDS", "1"}, {"QELALERT_RUN_PORT", port}});
+                 {{"QELALERT_RUN_SECONDS", "1"}, {"QELALERT_RUN_PORT", port}, {"QELALERT_RUN_WEB_PORT", "0"}});
   const auto status = script.wait();
   if (!status) script.signal(SIGTERM);  // so that it ends its daemons
   ASSERT_EQ(0, status) << script.out() << script.err();
@@ -72,7 +73,8 @@ TEST_F(ThreeServers, ShowThatAllHoldTheSameAndEndWithTheirStoresLeft) {
        {"/dev/sda1 is 97% full (limit 95%)", "eth1: link down",
         "database.service: main process exited, status 1", "database.service: started again",
         "eth1: link up, 10000 Mbit/s", "node2 holds the same alerts as node1.",
-        "node3 holds the same alerts as node1."}) {
+        "node3 holds the same alerts as node1.", "node1  http://127.0.0.1:",
+        "node2  http://127.0.0.1:", "node3  http://127.0.0.1:"}) {
     EXPECT_NE(std::string::npos, script.out().find(line)) << line << "\n" << script.out();
   }
   for (const char* server : kServers) {
