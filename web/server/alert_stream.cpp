@@ -49,9 +49,9 @@ void AlertStream::add_next_event() {
   const LogEvent& event = view_.event(next_++);
   switch (event.kind) {
     case LogEvent::Kind::kAlert:
-      if (matches(query_, event.alert)) {
-        add(event.number, "alert", json_text(alert_json(event.alert)));
-      }
+      if (!matches(query_, event.alert)) break;
+      if (event.json.empty()) event.json = json_text(alert_json(event.alert));
+      add(event.number, "alert", event.json);
       break;
     case LogEvent::Kind::kCondition:
       add(event.number, "log", json_text(log_json(view_)));

@@ -106,7 +106,9 @@ void LogView::set_condition(LogCondition condition, const std::string& cause) {
 
 void LogView::add_event(LogEvent::Kind kind, const ALERT_RECORD_INFO* alert) {
   if (events_.size() == kEventsMax) events_.pop_front();
-  events_.push_back({next_event_++, kind, alert != nullptr ? *alert : ALERT_RECORD_INFO{}});
+  events_.push_back({.number = next_event_++,
+                     .kind = kind,
+                     .alert = alert != nullptr ? *alert : ALERT_RECORD_INFO{}});
 }
 
 }  // namespace qel::web

@@ -29,7 +29,8 @@ struct LogEvent {
   };
   uint64_t number;
   Kind kind;
-  ALERT_RECORD_INFO alert;  // of kAlert
+  ALERT_RECORD_INFO alert;     // of kAlert
+  mutable std::string json{};  // of the alert, made by the first who needs it: many may follow
 };
 
 // Reads the log through the library while a Session lives, and is the one caller of check_is_update

@@ -127,9 +127,19 @@ bool all_ordinary(const Snapshot& snapshot) {
   return std::all_of(snapshot.records().begin(), snapshot.records().end(), is_ordinary);
 }
 
+// The library keeps its last result for the next search of the same kind; one that finds nothing
+// leaves it without.
+void drop_kept_result() {
+  ALERT_SEARCH_INFO nothing{};
+  nothing.szLevel[0] = '\x01';  // no level
+  (void)search_indexes(nothing, {.page = 0, .size = 1});
+}
+
 void learn(LogView* view, Agreement agreement) {
   if (agreement != Agreement::kDifferent) return view->indexes().found_sound();
-  if (all_ordinary(*view->snapshot())) view->indexes().found_damaged();
+  if (!all_ordinary(*view->snapshot())) return;
+  view->indexes().found_damaged();
+  drop_kept_result();
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <systemd/sd-daemon.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -27,10 +28,17 @@ std::string failure(const std::string& where, const std::string& reason) {
   return "cannot listen at " + where + ": " + reason;
 }
 
+// getaddrinfo itself takes numbers that are too large.
+bool is_port(const std::string& text) {
+  uint16_t port = 0;
+  const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), port);
+  return code == std::errc() && end == text.data() + text.size();
+}
+
 // "[::1]:80" is host "::1" and port "80"; null when the text is no such thing.
 Addresses numeric_address(const std::string& text) {
   const size_t colon = text.rfind(':');
-  if (colon == std::string::npos || colon + 1 == text.size()) return nullptr;
+  if (colon == std::string::npos || !is_port(text.substr(colon + 1))) return nullptr;
   std::string host = text.substr(0, colon);
   const bool in_brackets = host.starts_with('[') && host.ends_with(']');
   if (in_brackets) host = host.substr(1, host.size() - 2);

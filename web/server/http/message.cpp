@@ -11,4 +11,6 @@ std::string_view Request::header(std::string_view name) const {
   return {};
 }
 
+bool is_head(const Request& request) { return request.method == "HEAD"; }
+
 }  // namespace qel::web

@@ -17,11 +17,11 @@ using NamedText = std::pair<std::string, std::string>;
 constexpr std::string_view kUnixClient = "unix";
 
 struct Request {
-  std::string method;                 // as sent, "GET"
-  std::string path;                   // percent-decoded, without the query
-  std::vector<NamedText> parameters;  // percent-decoded, in their order; "" where no "=" stood
-  std::vector<NamedText> headers;     // names as sent
-  std::string client;                 // address of the other side, or kUnixClient
+  std::string method{};                 // as sent, "GET"
+  std::string path{};                   // percent-decoded, without the query
+  std::vector<NamedText> parameters{};  // percent-decoded, in their order; "" where no "=" stood
+  std::vector<NamedText> headers{};     // names as sent
+  std::string client{};                 // address of the other side, or kUnixClient
 
   // The first header of that name, capital and small letters alike; empty when there is none.
   std::string_view header(std::string_view name) const;
@@ -42,6 +42,8 @@ class StreamSource {
 
 // Pieces of a long body, made while they are sent; an empty piece is the end.
 using BodyPieces = std::function<std::string()>;
+
+bool is_head(const Request& request);
 
 struct Response {
   int status = 200;

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "address.h"
@@ -19,7 +21,11 @@ namespace qel::web {
 
 namespace {
 
-constexpr uint64_t kAccuracyUsec = 1;  // it often is to run again at once
+// libmicrohttpd often asks to run again at once.
+constexpr uint64_t kAccuracyUsec = 1;
+// Some things it sees only when it runs, and does not ask to run for them: that there is a place
+// for another connection, or that one is to end.
+constexpr MHD_UNSIGNED_LONG_LONG kPauseMax_ms = 1000;
 constexpr const char* kTlsPriorities = "NORMAL:-VERS-ALL:+VERS-TLS1.3:+VERS-TLS1.2";
 
 MHD_Result add_header(void* headers, MHD_ValueKind, const char* name, size_t name_size,
@@ -58,16 +64,18 @@ Incoming read_request(MHD_Connection* connection, const char* method, const std:
 
 }  // namespace
 
-// From the request line of a request to the end of its answer.
+// The request of a connection. It is the connection's because not every request that begins has an
+// end of which anybody is told.
 struct Port::Exchange {
-  std::string target;  // as it came: libmicrohttpd would cut it at an encoded NUL
-  bool seen = false;
+  std::string target{};  // as it came: libmicrohttpd would cut it at an encoded NUL
+  std::optional<Incoming> incoming{};
 };
 
 Port::Port(Answer answer, Streams& streams, const Log& log)
     : answer_(std::move(answer)), streams_(streams), log_(log) {}
 
 Port::~Port() {
+  activity_.reset();  // its descriptor is about to be closed
   if (http_ != nullptr) MHD_stop_daemon(http_);
 }
 
@@ -100,7 +108,7 @@ bool Port::start(UniqueFd socket, const Limits& limits, const Certificate* certi
       MHD_OPTION_CONNECTION_MEMORY_LIMIT, limits.head_bytes,
       MHD_OPTION_CONNECTION_TIMEOUT, limits.idle_seconds,
       MHD_OPTION_URI_LOG_CALLBACK, on_target, nullptr,
-      MHD_OPTION_NOTIFY_COMPLETED, on_completed, nullptr,
+      MHD_OPTION_NOTIFY_CONNECTION, on_connection, nullptr,
       MHD_OPTION_ARRAY, options.data(),
       MHD_OPTION_END);
   // clang-format on
@@ -131,28 +139,34 @@ int Port::on_timeout(sd_event_source*, uint64_t, void* self) {
   return 0;
 }
 
-unsigned Port::connection_count() const {
-  return MHD_get_daemon_info(http_, MHD_DAEMON_INFO_CURRENT_CONNECTIONS)->num_connections;
-}
-
 void Port::run() {
-  const unsigned before = connection_count();
   MHD_run(http_);
-  // At the limit it stops accepting, and looks whether it may again only when it runs.
-  if (connection_count() < before) MHD_run(http_);
   MHD_UNSIGNED_LONG_LONG milliseconds = 0;
   const bool waits = MHD_get_timeout(http_, &milliseconds) == MHD_YES;
-  if (waits) sd_event_source_set_time_relative(timeout_.get(), (milliseconds > 100 ? 100: milliseconds) * 1000);
-  sd_event_source_set_enabled(timeout_.get(), waits ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
+  run_in(waits ? std::min(milliseconds, kPauseMax_ms) : kPauseMax_ms);
 }
 
-void* Port::on_target(void*, const char* target, MHD_Connection*) {
-  return new Exchange{target == nullptr ? "" : target};
+void Port::run_soon() { run_in(0); }
+
+void Port::run_in(uint64_t milliseconds) {
+  sd_event_source_set_time_relative(timeout_.get(), milliseconds * 1000);
+  sd_event_source_set_enabled(timeout_.get(), SD_EVENT_ONESHOT);
 }
 
-void Port::on_completed(void*, MHD_Connection*, void** exchange, MHD_RequestTerminationCode) {
-  delete static_cast<Exchange*>(*exchange);
-  *exchange = nullptr;
+void Port::on_connection(void*, MHD_Connection*, void** exchange,
+                         MHD_ConnectionNotificationCode what) {
+  if (what == MHD_CONNECTION_NOTIFY_STARTED) {
+    *exchange = new Exchange;
+  } else {
+    delete static_cast<Exchange*>(*exchange);
+  }
+}
+
+void* Port::on_target(void*, const char* target, MHD_Connection* connection) {
+  const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
+  auto* exchange = static_cast<Exchange*>(info->socket_context);
+  *exchange = {.target = target == nullptr ? "" : target};
+  return exchange;
 }
 
 // Called first when the headers are there, and again when the request is whole. A body is not
@@ -160,28 +174,29 @@ void Port::on_completed(void*, MHD_Connection*, void** exchange, MHD_RequestTerm
 MHD_Result Port::on_request(void* self, MHD_Connection* connection, const char*, const char* method,
                             const char*, const char*, size_t*, void** data) {
   auto* exchange = static_cast<Exchange*>(*data);
-  const Incoming incoming = read_request(connection, method, exchange->target);
-  if (!exchange->seen && !incoming.has_body) {
-    exchange->seen = true;
-    return MHD_YES;
-  }
+  const bool is_whole = exchange->incoming.has_value();
+  if (!is_whole) exchange->incoming = read_request(connection, method, exchange->target);
+  if (!is_whole && !exchange->incoming->has_body) return MHD_YES;
+  const Incoming incoming = std::move(*exchange->incoming);
+  *exchange = {};
   return static_cast<Port*>(self)->reply(connection, incoming);
 }
 
 MHD_Result Port::reply(MHD_Connection* connection, const Incoming& incoming) {
   try {
-    return send(connection, answer_(incoming));
+    return send(connection, incoming, answer_(incoming));
   } catch (const std::exception& exception) {
     log_(incoming.request.method + " of " + incoming.request.path + " failed: " + exception.what());
-    return send(connection, problem(Problem::kInternalError,
-                                    "the server's own fault; its log "
-                                    "tells the reason"));
+    return send(connection, incoming,
+                problem(Problem::kInternalError, "the fault is the server's, whose log tells it"));
   }
 }
 
-MHD_Result Port::send(MHD_Connection* connection, Response response) {
+MHD_Result Port::send(MHD_Connection* connection, const Incoming& incoming, Response response) {
   const auto status = static_cast<unsigned>(response.status);
-  const Reply reply = make_reply(std::move(response), connection, streams_, log_);
+  const bool to_head = is_head(incoming.request);
+  const Reply reply = to_head ? make_reply_to_head(std::move(response))
+                              : make_reply(std::move(response), connection, streams_, log_);
   return MHD_queue_response(connection, status, reply.get());
 }
 

@@ -8,8 +8,8 @@
 
 #include "certificate.h"
 #include "daemon/event_loop.h"
-#include "limits.h"
 #include "message.h"
+#include "server_limits.h"
 #include "streams.h"
 #include "unique_fd.h"
 
@@ -37,23 +37,27 @@ class Port {
   bool open(sd_event* event, UniqueFd socket, const Limits& limits, const Certificate* certificate,
             std::string* error);
 
+  // Lets connections that were resumed go on.
+  void run_soon();
+
  private:
   struct Exchange;
 
-  static void* on_target(void*, const char* target, MHD_Connection*);
+  static void on_connection(void*, MHD_Connection*, void** exchange,
+                            MHD_ConnectionNotificationCode what);
+  static void* on_target(void*, const char* target, MHD_Connection* connection);
   static MHD_Result on_request(void* self, MHD_Connection* connection, const char*,
                                const char* method, const char*, const char*, size_t*,
                                void** exchange);
-  static void on_completed(void*, MHD_Connection*, void** exchange, MHD_RequestTerminationCode);
   static int on_activity(sd_event_source*, int, uint32_t, void* self);
   static int on_timeout(sd_event_source*, uint64_t, void* self);
 
   bool start(UniqueFd socket, const Limits& limits, const Certificate* certificate);
   bool watch(sd_event* event, std::string* error);
-  unsigned connection_count() const;
   void run();
+  void run_in(uint64_t milliseconds);
   MHD_Result reply(MHD_Connection* connection, const Incoming& incoming);
-  MHD_Result send(MHD_Connection* connection, Response response);
+  MHD_Result send(MHD_Connection* connection, const Incoming& incoming, Response response);
 
   Answer answer_;
   Streams& streams_;

@@ -87,6 +87,18 @@ MHD_Response* reply_with_body(std::string body) {
   return reply;
 }
 
+ssize_t read_nothing(void*, uint64_t, char*, size_t) { return MHD_CONTENT_READER_END_OF_STREAM; }
+
+// In chunks it would have the last, empty one although an answer to HEAD has no body.
+MHD_Response* reply_of_no_size() {
+  MHD_Response* reply = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlockSize,
+                                                          read_nothing, nullptr, nullptr);
+  if (reply != nullptr) {
+    MHD_set_response_options(reply, MHD_RF_HTTP_1_0_COMPATIBLE_STRICT, MHD_RO_END);
+  }
+  return reply;
+}
+
 void add_header(const Reply& reply, const std::string& name, const std::string& value) {
   if (MHD_add_response_header(reply.get(), name.c_str(), value.c_str()) == MHD_YES) return;
   throw std::invalid_argument("the header " + name + " cannot be sent");
@@ -99,6 +111,7 @@ bool has_header(const Response& response, std::string_view name) {
 }
 
 void add_headers(const Reply& reply, const Response& response) {
+  if (reply == nullptr) throw std::bad_alloc();
   for (const auto& [name, value] : kHeaders) add_header(reply, name, value);
   if (!has_header(response, "Cache-Control")) add_header(reply, "Cache-Control", "no-store");
   add_header(reply, "Content-Type", response.type);
@@ -111,7 +124,13 @@ Reply make_reply(Response response, MHD_Connection* connection, Streams& streams
   Reply reply(response.stream != nullptr ? streams.open(connection, std::move(response.stream))
               : response.pieces          ? reply_in_pieces(std::move(response.pieces), log)
                                          : reply_with_body(std::move(response.body)));
-  if (reply == nullptr) throw std::bad_alloc();
+  add_headers(reply, response);
+  return reply;
+}
+
+Reply make_reply_to_head(Response response) {
+  const bool has_size = response.stream == nullptr && !response.pieces;
+  Reply reply(has_size ? reply_with_body(std::move(response.body)) : reply_of_no_size());
   add_headers(reply, response);
   return reply;
 }

@@ -18,4 +18,7 @@ using Reply = std::unique_ptr<MHD_Response, ReplyDestroy>;
 // cannot be sent.
 Reply make_reply(Response response, MHD_Connection* connection, Streams& streams, const Log& log);
 
+// The same without a body, of which only the size is told when it is known.
+Reply make_reply_to_head(Response response);
+
 }  // namespace qel::web

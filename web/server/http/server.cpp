@@ -15,8 +15,6 @@ namespace {
 
 constexpr unsigned kStreamRetrySeconds = 5;
 
-bool is_head(const Request& request) { return request.method == "HEAD"; }
-
 Options with_log(Options options) {
   if (!options.log) options.log = [](const std::string&) {};
   return options;
@@ -36,7 +34,10 @@ HttpServer::HttpServer(sd_event* event, Handler handler, Options options)
       handler_(std::move(handler)),
       options_(with_log(std::move(options))),
       gate_(options_.gate),
-      streams_(std::make_unique<Streams>(event, options_.limits.comment_interval, options_.log)) {}
+      streams_(
+          std::make_unique<Streams>(event, options_.limits.comment_interval, options_.log, [this] {
+            for (auto& port : ports_) port->run_soon();
+          })) {}
 
 HttpServer::~HttpServer() { wake_streams(); }
 
@@ -80,12 +81,7 @@ Response HttpServer::answer(const Incoming& incoming) {
 
 Response HttpServer::handle(const Request& request) {
   Response response = handler_(request);
-  if (response.stream == nullptr) return response;
-  if (is_head(request)) {
-    response.stream = nullptr;
-    response.pieces = [] { return std::string(); };
-    return response;
-  }
+  if (response.stream == nullptr || is_head(request)) return response;
   if (streams_->count() < options_.limits.streams) return response;
   return problem_for_now(Problem::kTooManyStreams, "too many streams are open",
                          kStreamRetrySeconds);

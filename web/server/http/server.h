@@ -11,8 +11,8 @@
 
 #include "certificate.h"
 #include "gate.h"
-#include "limits.h"
 #include "message.h"
+#include "server_limits.h"
 #include "unique_fd.h"
 
 namespace qel::web {
@@ -32,7 +32,8 @@ struct Options {
   Limits limits{};
   GateOptions gate{};
   std::optional<Certificate> certificate{};
-  std::function<void(const std::string&)> log{};  // gets what went wrong inside; may be empty
+  // Gets what went wrong inside, with bytes of requests as they came; may be empty.
+  std::function<void(const std::string&)> log{};
 };
 
 class HttpServer {

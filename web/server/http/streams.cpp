@@ -26,8 +26,9 @@ bool client_has_gone(MHD_Connection* connection) {
 
 }  // namespace
 
-Streams::Streams(sd_event* event, std::chrono::milliseconds comment_interval, Log log)
-    : comment_interval_(comment_interval), log_(std::move(log)) {
+Streams::Streams(sd_event* event, std::chrono::milliseconds comment_interval, Log log,
+                 std::function<void()> woken)
+    : comment_interval_(comment_interval), log_(std::move(log)), woken_(std::move(woken)) {
   sd_event_source* timer = nullptr;
   const int result = sd_event_add_time_relative(
       event, &timer, CLOCK_MONOTONIC, microseconds(comment_interval_), 0, on_comment_time, this);
@@ -52,6 +53,7 @@ void Streams::wake() {
     stream.suspended = false;
     MHD_resume_connection(stream.connection);
   }
+  woken_();
 }
 
 int Streams::on_comment_time(sd_event_source* timer, uint64_t, void* self) {
@@ -86,8 +88,7 @@ ssize_t Streams::read(Stream& stream, char* buffer, size_t size) {
     stream.suspended = true;
     MHD_suspend_connection(stream.connection);
   }
-  memcpy(buffer, text.data(), text.size());
-  return static_cast<ssize_t>(text.size());
+  return static_cast<ssize_t>(text.copy(buffer, size));
 }
 
 }  // namespace qel::web

@@ -21,15 +21,16 @@ using Log = std::function<void(const std::string&)>;
 // still there.
 class Streams {
  public:
-  Streams(sd_event* event, std::chrono::milliseconds comment_interval, Log log);
+  // `woken` is called after each wake: those who serve the streams have to run.
+  Streams(sd_event* event, std::chrono::milliseconds comment_interval, Log log,
+          std::function<void()> woken);
   Streams(const Streams&) = delete;
   Streams& operator=(const Streams&) = delete;
 
   // The answer that sends what the source gives on this connection; null when there is no memory.
   MHD_Response* open(MHD_Connection* connection, std::unique_ptr<StreamSource> source);
 
-  // Lets every source be asked again, which happens when the event loop runs on. What is suspended
-  // must be woken before its connection ends.
+  // Lets every source be asked again. What is suspended must be woken before its server ends.
   void wake();
 
   size_t count() const { return streams_.size(); }
@@ -52,6 +53,7 @@ class Streams {
 
   std::chrono::milliseconds comment_interval_;
   Log log_;
+  std::function<void()> woken_;
   std::list<Stream> streams_;
   daemon::Source comment_timer_;
 };

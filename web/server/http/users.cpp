@@ -27,20 +27,21 @@ const Method* method_of(const std::string& hash) {
   return nullptr;
 }
 
+// Also of a method that crypt(3) itself takes for an old one.
+bool is_whole(const std::string& hash, const Method& method) {
+  const int verdict = crypt_checksalt(hash.c_str());
+  return hash.size() - hash.rfind('$') - 1 == method.length && verdict != CRYPT_SALT_INVALID &&
+         verdict != CRYPT_SALT_METHOD_DISABLED;
+}
+
 bool check_hash(const std::string& hash, std::string* error) {
   const Method* method = method_of(hash);
-  if (method == nullptr) {
-    *error =
-        "the password has no hash of a method that is strong enough ($y$, $gy$, $7$, $2b$, "
-        "$2y$, $6$, $5$)";
-    return false;
-  }
-  if (hash.size() - hash.rfind('$') - 1 == method->length &&
-      crypt_checksalt(hash.c_str()) == CRYPT_SALT_OK) {
-    return true;
-  }
-  *error =
-      std::string("the hash of the password is not a whole one of the method ") + method->prefix;
+  if (method != nullptr && is_whole(hash, *method)) return true;
+  *error = method == nullptr
+               ? "the password has no hash of a method that is strong enough ($y$, $gy$, $7$, "
+                 "$2b$, $2y$, $6$, $5$)"
+               : std::string("the hash of the password is not a whole one of the method ") +
+                     method->prefix;
   return false;
 }
 

@@ -1,6 +1,5 @@
 // Connections that are many, idle or broken.
 #include <gtest/gtest.h>
-
 #include <sys/resource.h>
 
 #include <list>
