@@ -25,13 +25,6 @@ namespace {
 
 using Path = std::filesystem::path;
 
-std::string length_fault(const Key& key, const std::string& text) {
-  if (text.empty()) return "is empty";
-  if (text.size() <= static_cast<size_t>(key.highest)) return {};
-  return shown(text) + " has " + std::to_string(text.size()) + " bytes, at most " +
-         std::to_string(key.highest) + " are allowed";
-}
-
 // 0, or the errno that a program will meet.
 int directory_fault(const char* directory) {
   struct stat status {};
@@ -62,7 +55,10 @@ class Check {
         check_value(key);
       }
     }
-    if (sections_.contains("webalert")) check_times();
+    if (sections_.contains("webalert")) {
+      add_all(faults_between(times()));
+      add_all(faults_between(access()));
+    }
     if (sections_.contains("cluster")) check_cluster(sections_.at("cluster"));
     if (scope == Scope::kThisHost) check_directories();
   }
@@ -96,10 +92,7 @@ class Check {
 
   // Keeps a number that is right.
   std::string value_fault(const Key& key, const std::string& text) {
-    if (key.kind == Kind::kPath || key.kind == Kind::kPathBelow) {
-      const std::string fault = key.kind == Kind::kPath ? path_fault(text) : "";
-      return fault.empty() ? length_fault(key, text) : fault;
-    }
+    if (key.kind != Kind::kNumber && key.kind != Kind::kLevel) return text_fault(key, text);
     int number = 0;
     const std::string no_int = int_fault(text, &number);
     if (!no_int.empty()) return shown(text) + " " + no_int;
@@ -118,18 +111,30 @@ class Check {
     return by_default ? standard : harmless;
   }
 
-  void check_times() {
-    const int names = number_or(key_at("/root/webalert/daemon/sync/names"), INT_MAX);
-    const int stall = number_or(key_at("/root/webalert/daemon/sync/resynctimeinterval"), INT_MAX);
-    const Times times = {number_or(key_at("/root/webalert/daemon/resend"), 1),
-                         number_or(key_at("/root/webalert/daemon/retries"), 1),
-                         number_or(key_at("/root/webalert/daemon/sync/newserver"), 1),
-                         names,
-                         number_or(key_at("/root/webalert/daemon/sync/ids"), 1),
-                         std::max(names, stall) == INT_MAX ? INT64_MAX : stall};
-    for (const Fault& fault : faults_between(times)) {
+  void add_all(const std::vector<Fault>& faults) {
+    for (const Fault& fault : faults) {
       file_of(fault.key).add(Severity::kError, fault.key, fault.reason);
     }
+  }
+
+  Times times() const {
+    const int names = number_or(key_at("/root/webalert/daemon/sync/names"), INT_MAX);
+    const int stall = number_or(key_at("/root/webalert/daemon/sync/resynctimeinterval"), INT_MAX);
+    return {number_or(key_at("/root/webalert/daemon/resend"), 1),
+            number_or(key_at("/root/webalert/daemon/retries"), 1),
+            number_or(key_at("/root/webalert/daemon/sync/newserver"), 1),
+            names,
+            number_or(key_at("/root/webalert/daemon/sync/ids"), 1),
+            std::max(names, stall) == INT_MAX ? INT64_MAX : stall};
+  }
+
+  // A wrong value is there all the same.
+  Access access() const {
+    const Key& listen = key_at("/root/webalert/web/listen");
+    const auto is_there = [&](const char* key) { return file_of(key).has(key); };
+    return {file_of(listen.path).text(listen.path).value_or(listen.standard),
+            is_there("/root/webalert/web/certificate"), is_there("/root/webalert/web/key"),
+            is_there("/root/webalert/web/users")};
   }
 
   static void check_cluster(CheckedFile* file) {

@@ -14,6 +14,8 @@ enum class Kind {
   kLevel,      // a whole number, the level of a diagnostic log
   kPath,       // an absolute path
   kPathBelow,  // a path below the one in all.xml, with or without a "/" at its beginning
+  kListen,     // a numeric address and a port, see listen.h
+  kHosts,      // names of hosts, separated by blanks
   kText,       // what servers.h has rules for
   kElements    // no value of its own: the elements below it
 };
@@ -25,8 +27,9 @@ struct Key {
   int lowest;        // of a number; bytes of a text; how often the element may be there
   int highest;
   bool required;
-  const char* standard;  // what an optional key has when it is missing, else what the sample has
-  const char* help;      // one line
+  // What an optional key has when it is missing, empty for nothing; else what the sample has.
+  const char* standard;
+  const char* help;  // one line
 };
 
 // The sections, a file each, in the order of the table.
@@ -45,6 +48,7 @@ inline constexpr int kServersMax = 100;        // the protocol's tables of serve
 inline constexpr int kServerNameMax = 64;      // characters; the server's field in an alert
 inline constexpr int kAddressesMax = 8;     // of one server; each alert goes to every one of them
 inline constexpr int kAddressTextMax = 45;  // bytes; the longest text of an IPv6 address
+inline constexpr int kListenMax = kAddressTextMax + 8;  // bytes; with brackets, colon and port
 
 inline constexpr Key kKeys[] = {
     {"/root/all/path", Kind::kPath, "", 1, kTextMax, true, "/",
@@ -110,6 +114,21 @@ inline constexpr Key kKeys[] = {
      "likes."},
     {"/root/webalert/daemon/intake/batch", Kind::kNumber, "alerts", 1, kBatchMax, false, "64",
      "Alerts taken from the intake before messages of other servers have their turn."},
+
+    {"/root/webalert/web/listen", Kind::kListen, "", 1, kListenMax, false, "127.0.0.1:29080",
+     "Where the front end listens; port 0: any that is free. Others than this host itself get "
+     "there "
+     "only with \"certificate\", \"key\" and \"users\"."},
+    {"/root/webalert/web/socket", Kind::kPath, "", 1, kSocketPathMax, false,
+     "/run/qelalert-web/web.sock", "Unix socket of the front end, for the group."},
+    {"/root/webalert/web/certificate", Kind::kPath, "", 1, kTextMax, false, "",
+     "Certificate of the front end with those that vouch for it, PEM; not without \"key\"."},
+    {"/root/webalert/web/key", Kind::kPath, "", 1, kTextMax, false, "",
+     "Its private key, PEM; not without \"certificate\"."},
+    {"/root/webalert/web/users", Kind::kPath, "", 1, kTextMax, false, "",
+     "File of the users who may read, see qelalert-web(8). Without it nobody is asked who he is."},
+    {"/root/webalert/web/names", Kind::kHosts, "", 1, kTextMax, false, "",
+     "Names that the front end is called by, besides localhost and those of this server."},
 
     {"/root/cluster", Kind::kElements, "", 1, 1, true, "",
      "The servers of the cluster, this one among them. Empty: this server alone."},

@@ -30,18 +30,22 @@ std::string levels() {
 
 // What a key takes.
 std::string values_of(const Key& key) {
-  const std::string bytes = " of at most " + std::to_string(key.highest) + " bytes";
+  const std::string bytes = "at most " + std::to_string(key.highest) + " bytes";
   switch (key.kind) {
     case Kind::kNumber:
       return (*key.unit == '\0' ? "Whole number" : capitalised(key.unit)) + range_of(key);
     case Kind::kLevel:
       return "One of " + levels();
     case Kind::kPath:
-      return "Absolute path" + bytes;
+      return "Absolute path of " + bytes;
     case Kind::kPathBelow:
-      return "Path below all/path" + bytes;
+      return "Path below all/path of " + bytes;
+    case Kind::kListen:
+      return "Numeric address and port, an IPv6 address in brackets";
+    case Kind::kHosts:
+      return "Host names without ports, separated by blanks, " + bytes;
     case Kind::kText:
-      return "Text" + bytes;
+      return "Text of " + bytes;
     case Kind::kElements:
       return key.highest == 1 ? "Once" : "At most " + std::to_string(key.highest) + " times";
   }
@@ -52,7 +56,8 @@ std::string default_of(const Key& key) {
   const std::string standard = key.standard;
   if (key.required)
     return standard.empty() ? " Required." : " Required, normally " + standard + ".";
-  return standard.empty() ? "" : " Default " + standard + ".";
+  if (key.kind == Kind::kElements) return {};
+  return " Default " + (standard.empty() ? "none" : standard) + ".";
 }
 
 }  // namespace

@@ -19,9 +19,11 @@ struct Fault {
 // The text in double quotes, cut when it is long.
 std::string shown(std::string_view text);
 
-// Why the key does not take the number, or the absolute path; empty when it does.
+// Why the key does not take the number, the absolute path, or the text of any kind but kText; empty
+// when it does.
 std::string number_fault(const Key& key, int number);
 std::string path_fault(std::string_view path);
+std::string text_fault(const Key& key, std::string_view text);
 
 // The times that must fit together. Seconds, but for `retries`.
 struct Times {
@@ -33,7 +35,16 @@ struct Times {
   int64_t stall;  // sync/resynctimeinterval
 };
 
+// What decides who reads over the front end.
+struct Access {
+  std::string listen;
+  bool certificate;  // whether there is one
+  bool key;
+  bool users;
+};
+
 // Where they do not fit together; empty when they do.
 std::vector<Fault> faults_between(const Times& times);
+std::vector<Fault> faults_between(const Access& access);
 
 }  // namespace qel::configuration

@@ -3,6 +3,7 @@
 include(GNUInstallDirs)
 
 set(QEL_INCLUDE_DIR ${CMAKE_INSTALL_INCLUDEDIR}/qelalertlog)  # the headers' names are common words
+set(QEL_WEB_DIR ${CMAKE_INSTALL_DATADIR}/qelalert-web)
 set(QEL_SYSUSERS_DIR lib/sysusers.d)
 set(QEL_TMPFILES_DIR lib/tmpfiles.d)
 set(QEL_SYSCTL_DIR lib/sysctl.d)

@@ -30,8 +30,8 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
-set(qel_needs_library
-  "libqelalertlog1.0 (= ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
+set(qel_version ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+set(qel_needs_library "libqelalertlog1.0 (= ${qel_version})")
 qel_gzip(${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog
   ${CMAKE_CURRENT_BINARY_DIR}/changelog.Debian.gz)
 qel_gzip(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${CMAKE_CURRENT_BINARY_DIR}/changelog.gz)
@@ -83,5 +83,10 @@ ${qel_about}This package has qelalert, which raises, lists and shows alerts and 
 state of the daemon, and qelipc, for the state that all programs share.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS ${qel_needs_library})
 set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS qelalertd)
+
+qel_package(web qelalert-web admin "alert log of a cluster of servers - front end for browsers
+${qel_about}This package has qelalert-web, which serves the log over HTTP: a page for
+browsers, search, a live stream, and figures for monitoring systems.")
+set(CPACK_DEBIAN_WEB_PACKAGE_DEPENDS "${qel_needs_library}, qelalertd (= ${qel_version})")
 
 include(CPack)

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "alerts/id_runs.h"
+#include "alerts/session.h"
 #include "commands/command.h"
 #include "commands/options.h"
 #include "daemon_client/answer.h"

@@ -11,14 +11,11 @@
 #include <optional>
 
 #include "alerts/daemon_answer.h"
-#include "alerts/session.h"
-#include "common/environment.h"
 #include "common/unique_fd.h"
 
 namespace qel::cli {
 namespace {
 
-constexpr char kUsualPath[] = "/run/qelalert/qelalertd.sock";
 // A busy daemon answers in milliseconds; a stuck one must not hang a script.
 constexpr std::chrono::seconds kAnswerTime{5};
 
@@ -84,13 +81,6 @@ std::string read_answer_line(int fd, const std::string& path) {
 }
 
 }  // namespace
-
-std::string daemon_socket_path() {
-  const char* const chosen = environment_or("QELALERT_SOCKET", nullptr);
-  if (chosen != nullptr) return chosen;
-  const std::string path = read_policy_text("webalert", "/root/webalert/daemon/socket");
-  return path.empty() ? kUsualPath : path;
-}
 
 Json ask_daemon(const std::string& socket_path, const Json& request) {
   const UniqueFd fd = connect_to(socket_path);

@@ -20,10 +20,6 @@ class NotReachable : public Failure {
   bool stopped_;
 };
 
-// QELALERT_SOCKET, else the configuration's "/root/webalert/daemon/socket", else the usual path.
-// Throws a Failure when the configuration cannot be read.
-std::string daemon_socket_path();
-
 // Sends a request, such as {"request":"status"}, and gives the object that comes back. Throws
 // NotReachable, or another Failure for an answer that is none.
 Json ask_daemon(const std::string& socket_path, const Json& request);

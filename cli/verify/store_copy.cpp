@@ -69,10 +69,11 @@ std::optional<std::string> read_file(const std::string& path) {
 std::string StorePlace::index_path(int idxtype) const { return directory + idx_name[idxtype]; }
 
 StorePlace configured_place() {
-  const std::string root = read_policy_text("all", "/root/all/path");
-  const std::string name = read_policy_text("webalert", "/root/webalert/main/alertlog/name");
-  if (name.empty()) throw Failure(kFailed, "the configuration does not name the alert log");
-  StorePlace place = place_of_log(fs::path(root + "/" + name).lexically_normal());
+  const std::string root = read_policy_text("all", "/root/all/path").value_or("");
+  const auto name = read_policy_text("webalert", "/root/webalert/main/alertlog/name");
+  if (!name || name->empty())
+    throw Failure(kFailed, "the configuration does not name the alert log");
+  StorePlace place = place_of_log(fs::path(root + "/" + *name).lexically_normal());
   place.local_server = local_server_name();
   return place;
 }

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "alert_config.h"
+#include "alerts/failure.h"
 #include "cluster/server_file.h"
 #include "configuration_files.h"
 #include "mistakes.h"
 #include "settings.h"
+#include "web/server/settings.h"
 
 namespace qel::configuration_test {
 namespace {
@@ -27,17 +29,31 @@ Answer read_all() {
   return alert_log_lib_init(nullptr) == -1 ? kRefused : kRead;
 }
 
+// What the front end makes of it besides.
+Answer read_front_end() {
+  try {
+    (void)web::read_settings();
+  } catch (const Failure&) {
+    return kRefused;
+  }
+  return kRead;
+}
+
 class Reading : public ::testing::Test {
  protected:
   // In a process of its own: the library's settings belong to the process.
   int answer() const { return Child(read_all).wait(); }
+  int answer_of_front_end() const { return Child(read_front_end).wait(); }
 
   const ConfigurationFiles files_;
   const ScopedVariable config_{"QEL_CONFIG_DIR", files_.filled_in("@DIR@").c_str()};
   const ScopedVariable log_{"QEL_LOG_DIR", files_.path("diag").c_str()};
 };
 
-TEST_F(Reading, ConfigurationInWhichNothingIsWrongIsRead) { EXPECT_EQ(kRead, answer()); }
+TEST_F(Reading, ConfigurationInWhichNothingIsWrongIsRead) {
+  EXPECT_EQ(kRead, answer());
+  EXPECT_EQ(kRead, answer_of_front_end());
+}
 
 class ReadingAMistake : public Reading, public ::testing::WithParamInterface<Mistake> {};
 
@@ -46,12 +62,17 @@ INSTANTIATE_TEST_SUITE_P(OfValues, ReadingAMistake, ::testing::ValuesIn(value_mi
                          name_of_row);
 INSTANTIATE_TEST_SUITE_P(OfElements, ReadingAMistake, ::testing::ValuesIn(element_mistakes()),
                          name_of_row);
+INSTANTIATE_TEST_SUITE_P(OfTheFrontEnd, ReadingAMistake, ::testing::ValuesIn(front_end_mistakes()),
+                         name_of_row);
 INSTANTIATE_TEST_SUITE_P(OfServers, ReadingAMistake, ::testing::ValuesIn(server_mistakes()),
                          name_of_row);
 
 TEST_P(ReadingAMistake, EndsAsTheTableOfMistakesTells) {
   files_.replace(GetParam().file, GetParam().from, GetParam().to);
   EXPECT_EQ(GetParam().readers == Readers::kRefuse ? kRefused : kRead, answer());
+  if (GetParam().readers == Readers::kRefuse) return;  // and does so to the front end, or not
+  EXPECT_EQ(GetParam().readers == Readers::kFrontEndRefuses ? kRefused : kRead,
+            answer_of_front_end());
 }
 
 // The other way round: what is refused is told as an error.

@@ -18,6 +18,8 @@ class OneMistake : public ::testing::TestWithParam<Mistake> {
 INSTANTIATE_TEST_SUITE_P(OfValues, OneMistake, ::testing::ValuesIn(value_mistakes()), name_of_row);
 INSTANTIATE_TEST_SUITE_P(OfElements, OneMistake, ::testing::ValuesIn(element_mistakes()),
                          name_of_row);
+INSTANTIATE_TEST_SUITE_P(OfTheFrontEnd, OneMistake, ::testing::ValuesIn(front_end_mistakes()),
+                         name_of_row);
 INSTANTIATE_TEST_SUITE_P(OfServers, OneMistake, ::testing::ValuesIn(server_mistakes()),
                          name_of_row);
 
@@ -133,6 +135,33 @@ TEST_F(Check, BordersOfTheRangesAreTaken) {
   files_.replace("webalert.xml", "@DIR@/run/qelalertd.sock", "/" + std::string(106, 's'));
   const Result result = files_.check("@DIR@");  // the socket's directory is not looked at
   EXPECT_EQ(files_.filled_in("configuration @DIR@ is valid\n"), result.output);
+}
+
+TEST_F(Check, FrontEndMayBeOpenToOthersWithAllThatThisNeeds) {
+  const std::string content = files_.content("webalert.xml");
+  for (const char* open : {"0.0.0.0:443", "[::]:0", "192.0.2.11:65535", "[2001:db8::11]:29080"}) {
+    files_.write("webalert.xml", content);
+    files_.replace("webalert.xml", "127.0.0.1:29080", open);
+    expect_found("");
+  }
+}
+
+TEST_F(Check, FrontEndForThisHostAloneNeedsNothingBeside) {
+  files_.replace("webalert.xml", "<certificate>@DIR@/web.pem</certificate>", "");
+  files_.replace("webalert.xml", "<key>@DIR@/web.key</key>", "");
+  files_.replace("webalert.xml", "<users>@DIR@/users</users>", "");
+  const std::string content = files_.content("webalert.xml");
+  for (const char* closed : {"127.0.0.1:0", "127.255.255.254:80", "[::1]:65535"}) {
+    files_.write("webalert.xml", content);
+    files_.replace("webalert.xml", "127.0.0.1:29080", closed);
+    expect_found("");
+  }
+}
+
+TEST_F(Check, HostsOfEveryFormAreTaken) {
+  files_.replace("webalert.xml", ">alerts alerts.example<",
+                 ">A-1_b.example\n 192.0.2.11\t[2001:db8::11]<");
+  expect_found("");
 }
 
 TEST_F(Check, MoreServersThanOneMessageNamesAreAWarning) {

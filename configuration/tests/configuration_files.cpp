@@ -60,6 +60,14 @@ constexpr char kWebalert[] = R"(<root>
       <durable>1</durable>
       <intake><batch>64</batch></intake>
     </daemon>
+    <web>
+      <listen>127.0.0.1:29080</listen>
+      <socket>@DIR@/run/web.sock</socket>
+      <certificate>@DIR@/web.pem</certificate>
+      <key>@DIR@/web.key</key>
+      <users>@DIR@/users</users>
+      <names>alerts alerts.example</names>
+    </web>
   </webalert>
 </root>
 )";

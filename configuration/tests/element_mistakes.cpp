@@ -29,7 +29,7 @@ std::vector<Mistake> element_mistakes() {
       {"key_in_the_wrong_group", "webalert.xml", "<durable>1</durable>", "<newserver>1</newserver>", kAccept,
        "webalert.xml:24:7: warning: /root/webalert/daemon/newserver: unknown element\n"},
       {"section_of_another_file", "webalert.xml", "</root>", "<alert/></root>", kAccept,
-       "webalert.xml:28:1: warning: /root/alert: unknown element\n"},
+       "webalert.xml:36:1: warning: /root/alert: unknown element\n"},
       {"element_below_a_value", "all.xml", "<core>0<", "<core>0<limit>1</limit><", kAccept,
        "all.xml:4:12: warning: /root/all/core/limit: unknown element\n"},
       {"what_is_below_an_unknown_element", "webalert.xml", "<intake>", "<in><batch>0</batch></in><intake>", kAccept,

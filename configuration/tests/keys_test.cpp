@@ -24,6 +24,7 @@ namespace {
 using configuration_test::ConfigurationFiles;
 
 bool is_of_a_server(const Key& key) { return section_of(key.path) == "cluster"; }
+bool has_no_default(const Key& key) { return !key.required && *key.standard == '\0'; }
 std::string sample_path(std::string_view section) {
   return std::string(QEL_SAMPLE_CONFIG) + "/" + std::string(section) + ".xml";
 }
@@ -41,13 +42,17 @@ TEST(Keys, EachIsThereOnceInASectionThatExists) {
   }
 }
 
+std::string fault_of_standard(const Key& key) {
+  if (key.kind != Kind::kNumber && key.kind != Kind::kLevel) return text_fault(key, key.standard);
+  int number = 0;
+  const std::string no_int = int_fault(key.standard, &number);
+  return no_int.empty() ? number_fault(key, number) : no_int;
+}
+
 TEST(Keys, DefaultsAreAllowedValues) {
   for (const Key& key : kKeys) {
-    int number = 0;
-    const bool is_number = key.kind == Kind::kNumber || key.kind == Kind::kLevel;
-    if (!is_number || is_of_a_server(key)) continue;
-    EXPECT_EQ("", int_fault(key.standard, &number)) << key.path;
-    EXPECT_EQ("", number_fault(key, number)) << key.path;
+    if (has_no_default(key) || is_of_a_server(key)) continue;
+    EXPECT_EQ("", fault_of_standard(key)) << key.path;
   }
 }
 
@@ -82,10 +87,12 @@ class KeyOfTheSample : public ::testing::TestWithParam<Key> {
   pugi::xml_node element_;
 };
 
-std::vector<Key> keys_of(bool servers) {
+// The keys that stand in the sample, or those that only its comments show.
+bool is_shown_only(const Key& key) { return is_of_a_server(key) || has_no_default(key); }
+std::vector<Key> keys_of(bool shown_only) {
   std::vector<Key> keys;
   std::copy_if(std::begin(kKeys), std::end(kKeys), std::back_inserter(keys),
-               [&](const Key& key) { return is_of_a_server(key) == servers; });
+               [&](const Key& key) { return is_shown_only(key) == shown_only; });
   return keys;
 }
 std::string name_of_key(const ::testing::TestParamInfo<Key>& info) {
@@ -135,14 +142,14 @@ TEST_P(KeyOfTheSample, HasTheUnitThatItsCommentTells) {
   EXPECT_EQ(unit.ends_with("(ratio)"), text.find("(ratio)") != std::string::npos) << text;
 }
 
-class ServerKeyOfTheSample : public KeyOfTheSample {};
-INSTANTIATE_TEST_SUITE_P(Table, ServerKeyOfTheSample, ::testing::ValuesIn(keys_of(true)),
+class KeyShownByTheSample : public KeyOfTheSample {};
+INSTANTIATE_TEST_SUITE_P(Table, KeyShownByTheSample, ::testing::ValuesIn(keys_of(true)),
                          name_of_key);
 
-TEST_P(ServerKeyOfTheSample, StandsInTheExampleOfTheComment) {
+TEST_P(KeyShownByTheSample, StandsInTheExampleOfAComment) {
   const std::string path = GetParam().path;
   const std::string element = "<" + path.substr(path.rfind('/') + 1) + ">";
-  EXPECT_NE(std::string::npos, testing::read_file(sample_path("cluster")).find(element));
+  EXPECT_NE(std::string::npos, testing::read_file(sample_path(section_of(path))).find(element));
 }
 
 TEST(SampleOfTheCluster, TellsTheLimitsOfTheTable) {
@@ -194,6 +201,9 @@ TEST(PrintedKeys, TellHelpRangeAndDefaultInRoff) {
         "\nSeconds (ratio), 1 to 86400. Default 2.\n", "\nBytes, 1 or more. Required, normally ",
         "\nOne of 0, 1, 2, 4, 8, 16, 32. Required, normally 4.\n",
         "\nAbsolute path of at most 107 bytes. Default /run/qelalert/qelalertd.sock.\n",
+        "\nNumeric address and port, an IPv6 address in brackets. Default 127.0.0.1:29080.\n",
+        "\nAbsolute path of at most 1023 bytes. Default none.\n",
+        "\nHost names without ports, separated by blanks, at most 1023 bytes. Default none.\n",
         "\nPath below all/path of at most 1023 bytes. Required, normally "}) {
     EXPECT_NE(std::string::npos, printed.find(entry)) << entry;
   }

@@ -7,7 +7,8 @@
 namespace qel::configuration_test {
 
 enum class Readers {
-  kRefuse,  // the daemon, or the programs that raise alerts, do not start with it
+  kRefuse,           // the daemon, or the programs that raise alerts, do not start with it
+  kFrontEndRefuses,  // these do, and the front end does not
   kAccept
 };
 
@@ -24,6 +25,8 @@ inline void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake
 
 // In single keys and between them.
 std::vector<Mistake> value_mistakes();
+// In those of the front end.
+std::vector<Mistake> front_end_mistakes();
 // In the form of the files.
 std::vector<Mistake> element_mistakes();
 // In the list of servers.

@@ -37,8 +37,9 @@ member() {
     sh -c 'umask 007; exec "$@"' sh "$@"
 }
 system_runs() { booted systemctl is-system-running 2>/dev/null | grep -Eq 'running|degraded'; }
-property() { booted systemctl show --property "$1" --value qelalertd; }
-has_property() { [ "$(property "$1")" = "$2" ]; }
+# property NAME [UNIT], has_property NAME VALUE [UNIT]
+property() { booted systemctl show --property "$1" --value "${2:-qelalertd}"; }
+has_property() { [ "$(property "$1" "${3:-qelalertd}")" = "$2" ]; }
 is_listed() { member qelalert last 10 | grep -q "$1"; }
 install_packages() { booted sh -c "dpkg -i $1/*.deb"; }
 set_value() { booted sed -i "s|<$2>[^<]*</$2>|<$2>$3</$2>|" "/etc/qelalert/$1.xml"; }
@@ -79,21 +80,21 @@ check_confined() {
     'journalctl --unit qelalertd | grep -i "not permitted\|denied\|errcode = 1$"'
 }
 
+# check_restarts UNIT NAME
 check_restarts() {
-  local before
-  before=$(property NRestarts)
-  booted systemctl kill --signal KILL qelalertd
-  expect "a killed daemon comes back" wait_until has_property NRestarts $((before + 1))
-  expect "and is ready" wait_until has_property SubState running
-  booted sh -c 'mkdir -p /run/systemd/system/qelalertd.service.d
-    printf "[Service]\nWatchdogSec=3\n" >/run/systemd/system/qelalertd.service.d/short.conf'
+  local before drop_in=/run/systemd/system/$1.service.d
+  before=$(property NRestarts "$1")
+  booted systemctl kill --signal KILL "$1"
+  expect "a killed $2 comes back" wait_until has_property NRestarts $((before + 1)) "$1"
+  expect "and is ready" wait_until has_property SubState running "$1"
+  booted sh -c "mkdir -p $drop_in && printf '[Service]\nWatchdogSec=3\n' >$drop_in/short.conf"
   booted systemctl daemon-reload
-  booted systemctl restart qelalertd
-  booted systemctl kill --signal STOP qelalertd
-  expect "so does one that stands still" wait_until has_property NRestarts $((before + 1))
-  booted rm -r /run/systemd/system/qelalertd.service.d
+  booted systemctl restart "$1"
+  booted systemctl kill --signal STOP "$1"
+  expect "so does one that stands still" wait_until has_property NRestarts $((before + 1)) "$1"
+  booted rm -r "$drop_in"
   booted systemctl daemon-reload
-  booted systemctl restart qelalertd
+  booted systemctl restart "$1"
 }
 
 check_service_upgrade() {
@@ -102,6 +103,7 @@ check_service_upgrade() {
   expect "the next version is installed" install_packages /next
   refuse "and runs" has_property MainPID "$pid"
   expect "the alerts are there" wait_until is_listed "first alert"
+  expect "also for the front end" wait_until fetches "first alert" "$front_end/api/v1/alerts"
   booted systemctl disable qelalertd 2>/dev/null
   expect "installed again" install_packages /next
   refuse "it stays disabled where an administrator wants it" booted systemctl is-enabled qelalertd
@@ -116,13 +118,15 @@ check_service() {
   boot_system || { echo "   skipped: systemd does not start here"; return 0; }
   expect "the packages are installed" install_packages /packages
   check_confined
-  check_restarts
+  check_restarts qelalertd daemon
+  check_front_end
   check_service_upgrade
-  expect "removed" booted dpkg -r qelalert qelalertd
-  expect "the daemon has ended" booted sh -c '! systemctl --quiet is-active qelalertd'
-  expect "purged" booted dpkg -P qelalertd libqelalertlog-dev libqelalertlog1.0
-  refuse "no file is left" booted sh -c 'ls -d /etc/qelalert /*/*/qelalert /run/qelalert \
-    /dev/shm/qelalert /etc/systemd/system/*/qelalertd.service 2>/dev/null | grep .'
+  expect "removed" booted dpkg -r qelalert-web qelalert qelalertd
+  expect "daemon and front end have ended" booted sh -c \
+    '! systemctl is-active qelalertd.service qelalert-web.service qelalert-web.socket'
+  expect "purged" booted dpkg -P qelalert-web qelalertd libqelalertlog-dev libqelalertlog1.0
+  refuse "no file is left" booted sh -c 'ls -d /etc/qelalert /*/*/qelalert* /run/qelalert* \
+    /dev/shm/qelalert /etc/systemd/system/*/qelalert* 2>/dev/null | grep .'
   refuse "no semaphore either" booted sh -c 'ipcs -s | grep ^0x'
   halt_system
 }
