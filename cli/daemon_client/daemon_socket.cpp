@@ -75,7 +75,8 @@ std::string read_answer_line(int fd, const std::string& path) {
     if (count < 0) throw not_reachable(path, errno);
     line.append(piece, static_cast<size_t>(count));
     const size_t line_end = line.find('\n');
-    if (count == 0 || line_end != std::string::npos) return line.substr(0, line_end);
+    if (line_end != std::string::npos) line.resize(line_end);
+    if (count == 0 || line_end != std::string::npos) return line;
   }
   return line;
 }

@@ -23,7 +23,7 @@ function watchForRows() {
 }
 
 test('the page opens on a full log: it is painted within a second', async (t) => {
-  const page = await shared.open(t, null);
+  const page = await shared.open(t, null, {});
   await page.addInitScript(watchForRows);
   await page.goto(shared.server.address);
   await page.waitForFunction(() => window.rowsAt !== undefined);
@@ -33,7 +33,7 @@ test('the page opens on a full log: it is painted within a second', async (t) =>
 });
 
 test('the page opens: all of its files are small', async (t) => {
-  const page = await shared.open(t);
+  const page = await shared.open(t, '/', {});
   await found(page, FULL);
   const bytes = await page.evaluate(() =>
     [...performance.getEntriesByType('navigation'), ...performance.getEntriesByType('resource')]

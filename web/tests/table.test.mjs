@@ -138,7 +138,7 @@ test('alerts are exported: the files hold exactly those that match', async (t) =
 
 test('the log changes between two pages: the page says so, and starts again', async (t) => {
   const page = await shared.open(t);
-  await found(page, 1030);
+  await page.locator('.stream', { hasText: 'Live' }).waitFor();
   shared.server.raise({ message: 'between two pages' });
   await page.locator('.live .strong', { hasText: '1 new' }).waitFor();
   await page.getByRole('button', { name: 'Next' }).click();

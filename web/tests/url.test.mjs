@@ -21,7 +21,7 @@ test('a view is made by hand and its address opened anew: the same is shown', as
   await page.locator('.row-details').waitFor();
   const shown = await page.locator('.alerts').innerText();
 
-  const other = await shared.open(t, `/${search(page)}`);
+  const other = await shared.open(t, `/${search(page)}`, {});
   await other.locator('.row-details').waitFor();
   assert.equal(await other.locator('.alerts').innerText(), shown);
   assert.equal(await chips(other).count(), 3);

@@ -1,6 +1,7 @@
 #include "streams.h"
 
 #include <poll.h>
+#include <sys/epoll.h>
 
 #include <cstring>
 #include <exception>
@@ -17,10 +18,13 @@ uint64_t microseconds(std::chrono::milliseconds time) {
   return static_cast<uint64_t>(std::chrono::microseconds(time).count());
 }
 
-// A suspended connection is not watched, and a write after the client's end would not fail at once.
+int socket_of(MHD_Connection* connection) {
+  return MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD)->connect_fd;
+}
+
+// A write after the client's end would not fail at once.
 bool client_has_gone(MHD_Connection* connection) {
-  const auto* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
-  pollfd socket{info->connect_fd, POLLRDHUP, 0};
+  pollfd socket{socket_of(connection), POLLRDHUP, 0};
   return poll(&socket, 1, 0) != 0;
 }
 
@@ -28,7 +32,10 @@ bool client_has_gone(MHD_Connection* connection) {
 
 Streams::Streams(sd_event* event, std::chrono::milliseconds comment_interval, Log log,
                  std::function<void()> woken)
-    : comment_interval_(comment_interval), log_(std::move(log)), woken_(std::move(woken)) {
+    : event_(event),
+      comment_interval_(comment_interval),
+      log_(std::move(log)),
+      woken_(std::move(woken)) {
   sd_event_source* timer = nullptr;
   const int result = sd_event_add_time_relative(
       event, &timer, CLOCK_MONOTONIC, microseconds(comment_interval_), 0, on_comment_time, this);
@@ -48,12 +55,35 @@ MHD_Response* Streams::open(MHD_Connection* connection, std::unique_ptr<StreamSo
 }
 
 void Streams::wake() {
-  for (Stream& stream : streams_) {
-    if (!stream.suspended) continue;
-    stream.suspended = false;
-    MHD_resume_connection(stream.connection);
-  }
+  for (Stream& stream : streams_) resume(stream);
   woken_();
+}
+
+// libmicrohttpd does not watch a connection that is suspended.
+void Streams::suspend(Stream& stream) {
+  sd_event_source* hangup = stream.hangup.get();
+  if (hangup != nullptr) {
+    sd_event_source_set_enabled(hangup, SD_EVENT_ONESHOT);
+  } else if (sd_event_add_io(event_, &hangup, socket_of(stream.connection), EPOLLRDHUP, on_hangup,
+                             &stream) >= 0) {
+    stream.hangup.reset(hangup);
+    sd_event_source_set_enabled(hangup, SD_EVENT_ONESHOT);
+  }
+  stream.suspended = true;
+  MHD_suspend_connection(stream.connection);
+}
+
+void Streams::resume(Stream& stream) {
+  if (!stream.suspended) return;
+  stream.suspended = false;
+  MHD_resume_connection(stream.connection);
+}
+
+int Streams::on_hangup(sd_event_source*, int, uint32_t, void* data) {
+  auto* stream = static_cast<Stream*>(data);
+  stream->owner->resume(*stream);
+  stream->owner->woken_();
+  return 0;
 }
 
 int Streams::on_comment_time(sd_event_source* timer, uint64_t, void* self) {
@@ -84,10 +114,7 @@ ssize_t Streams::read(Stream& stream, char* buffer, size_t size) {
   if (text.empty() && stream.wants_comment) text = kComment;
   stream.wants_comment = false;
   if (text.size() > size) throw std::length_error("its source gave more than was asked for");
-  if (text.empty()) {
-    stream.suspended = true;
-    MHD_suspend_connection(stream.connection);
-  }
+  if (text.empty()) suspend(stream);
   return static_cast<ssize_t>(text.copy(buffer, size));
 }
 

@@ -47,15 +47,5 @@ TEST_F(Event, ThatIsNotRaisedStaysSilent) {
   EXPECT_FALSE(rings(event, 50));
 }
 
-TEST_F(Event, RemovedStateRingsAndTheNextOneIsListenedTo) {
-  const AlertEvent event;
-  ASSERT_EQ(0, semevt_set_alert());
-  EXPECT_TRUE(rings(event, 10000));
-  event.clear();
-  shm_unlink(std::getenv("QEL_IPC_NAME"));
-  ASSERT_EQ(0, semevt_set_alert());
-  EXPECT_TRUE(rings(event, 10000));
-}
-
 }  // namespace
 }  // namespace qel::web::testing

@@ -201,12 +201,11 @@ TEST_F(Streams, SilentStreamIsNotIdle) {
   EXPECT_TRUE(silent.receive_until("event\n\n").ends_with("event\n\n"));
 }
 
-TEST_F(Streams, ClientThatHasGoneIsNoticedAtTheNextWake) {
+TEST_F(Streams, ClientThatHasGoneIsNoticedAtOnce) {
   start();
   auto clients = open_streams(20);
   clients.front().reset();
   clients.back().close();
-  service_->wake_streams();
   ASSERT_TRUE(count_becomes(18));
   tell("event\n\n");
   for (auto client = std::next(clients.begin()); client != std::prev(clients.end()); ++client) {
