@@ -13,7 +13,9 @@ const shared = useServer(() => usualAlerts(300));
 async function violations(page) {
   await page.evaluate(AXE);
   const result = await page.evaluate(() => globalThis.axe.run(document));
-  return result.violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(' | ')}`);
+  return result.violations.map(
+    ({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(' | ')}`,
+  );
 }
 
 const VIEWS = {
@@ -63,7 +65,13 @@ test('the table is narrow: it is still a table with rows and cells', async (t) =
   const page = await shared.open(t, '/', { viewport: { width: 390, height: 844 } });
   await found(page, 300);
   const table = page.getByRole('table', { name: 'Alerts, newest first' });
-  assert.equal(await table.getByRole('row').filter({ has: page.getByRole('cell') }).count(), 50);
+  assert.equal(
+    await table
+      .getByRole('row')
+      .filter({ has: page.getByRole('cell') })
+      .count(),
+    50,
+  );
 });
 
 test('a search is done: how many were found is announced', async (t) => {
@@ -71,14 +79,20 @@ test('a search is done: how many were found is announced', async (t) => {
   await found(page, 300);
   await page.fill('#text', 'link');
   const count = shared.alerts.filter((alert) => alert.message.includes('link')).length;
-  await page.getByRole('status').filter({ hasText: `${count} alerts` }).waitFor();
+  await page
+    .getByRole('status')
+    .filter({ hasText: `${count} alerts` })
+    .waitFor();
 });
 
 test('the system asks for less motion: nothing moves', async (t) => {
   const page = await shared.open(t, '/', { reducedMotion: 'reduce' });
   await found(page, 300);
   const moving = await page.evaluate(
-    () => [...document.querySelectorAll('*')].filter((element) => getComputedStyle(element).transitionDuration !== '0s').length,
+    () =>
+      [...document.querySelectorAll('*')].filter(
+        (element) => getComputedStyle(element).transitionDuration !== '0s',
+      ).length,
   );
   assert.equal(moving, 0);
 });

@@ -39,7 +39,10 @@ test('UTC is chosen: times are in UTC, in the table, in the details and in the a
   await found(page, 300);
   await page.getByText('UTC', { exact: true }).click();
   const utc = new Date(shared.alerts.at(-1).raised).toISOString();
-  await rows(page).first().getByText(`${utc.slice(0, 10).replaceAll('-', '/')} ${utc.slice(11, 23)}`).waitFor();
+  await rows(page)
+    .first()
+    .getByText(`${utc.slice(0, 10).replaceAll('-', '/')} ${utc.slice(11, 23)}`)
+    .waitFor();
   assert.equal(new URL(page.url()).search, '?zone=utc');
 });
 
@@ -50,9 +53,15 @@ test('a period is typed in UTC: it is meant in UTC, and reads in the zone that i
   const typed = `${at.toISOString().slice(0, 10).replaceAll('-', '/')} ${at.toISOString().slice(11, 19)}`;
   await page.fill('[name=since]', typed);
   await page.keyboard.press('Enter');
-  await found(page, shared.alerts.filter((alert) => Date.parse(alert.raised) >= at.getTime()).length);
+  await found(
+    page,
+    shared.alerts.filter((alert) => Date.parse(alert.raised) >= at.getTime()).length,
+  );
   await page.locator('.switch label').first().click();
-  await page.waitForFunction((before) => document.querySelector('[name=since]').value !== before, typed);
+  await page.waitForFunction(
+    (before) => document.querySelector('[name=since]').value !== before,
+    typed,
+  );
   assert.equal(Date.parse(await page.inputValue('[name=since]')), at.getTime());
 });
 
@@ -61,7 +70,12 @@ test('levels are shown: each has a word and a drawing of its own', async (t) => 
   await found(page, 300);
   const marks = await page
     .locator('.row .level')
-    .evaluateAll((all) => [...new Set(all.map((mark) => `${mark.textContent} ${mark.querySelector('path').getAttribute('d')}`))]);
+    .evaluateAll((all) => [
+      ...new Set(
+        all.map((mark) => `${mark.textContent} ${mark.querySelector('path').getAttribute('d')}`),
+      ),
+    ]);
   assert.equal(marks.length, 3);
-  for (const word of ['Error', 'Warning', 'Notice']) assert.equal(marks.filter((mark) => mark.startsWith(word)).length, 1);
+  for (const word of ['Error', 'Warning', 'Notice'])
+    assert.equal(marks.filter((mark) => mark.startsWith(word)).length, 1);
 });

@@ -29,7 +29,11 @@ test('the page opens: the legend counts each level', async (t) => {
   const page = await shared.open(t);
   await plotBox(page);
   const text = await legend(page);
-  for (const [level, word] of [['1', 'Error'], ['2', 'Warning'], ['3', 'Notice']]) {
+  for (const [level, word] of [
+    ['1', 'Error'],
+    ['2', 'Warning'],
+    ['3', 'Notice'],
+  ]) {
     const count = shared.alerts.filter((alert) => alert.level === level).length;
     assert.ok(text.includes(`${word} ${count}`), `${word} ${count} in ${text}`);
   }
@@ -45,7 +49,9 @@ test('a part is dragged over: its whole bars become the period, and their alerts
   const { from, bucket_ms } = await shared.server.get('histogram?buckets=100');
   assert.equal((since - from) % bucket_ms, 0);
   assert.equal((until + 1 - from) % bucket_ms, 0);
-  const inside = shared.alerts.filter(({ raised }) => Date.parse(raised) >= since && Date.parse(raised) <= until);
+  const inside = shared.alerts.filter(
+    ({ raised }) => Date.parse(raised) >= since && Date.parse(raised) <= until,
+  );
   assert.ok(inside.length > 50 && inside.length < 300);
   await found(page, inside.length);
 });
@@ -58,7 +64,10 @@ test('a part is dragged over from right to left: the period is the same', async 
   await page.waitForURL(/since=/);
   const forward = page.url();
   await page.goBack();
-  await page.waitForFunction((text) => document.querySelector('.legend').textContent === text, whole);
+  await page.waitForFunction(
+    (text) => document.querySelector('.legend').textContent === text,
+    whole,
+  );
   await drag(page, 0.5, 0.25);
   await page.waitForURL(/since=/);
   assert.equal(page.url(), forward);
@@ -80,10 +89,15 @@ test('the pointer is over a bar: the legend tells its time and counts', async (t
   const box = await plotBox(page);
   const whole = await legend(page);
   await page.mouse.move(box.x + box.width * 0.72, box.y + 20);
-  await page.waitForFunction((before) => document.querySelector('.legend').textContent !== before, whole);
+  await page.waitForFunction(
+    (before) => document.querySelector('.legend').textContent !== before,
+    whole,
+  );
   const { from, bucket_ms, counts } = await shared.server.get('histogram?buckets=100');
   const shown = (await page.locator('.legend-level b').allTextContents()).map(Number);
-  assert.ok(counts.some((bucket) => bucket.slice(0, 3).every((value, level) => value === shown[level])));
+  assert.ok(
+    counts.some((bucket) => bucket.slice(0, 3).every((value, level) => value === shown[level])),
+  );
   assert.ok(bucket_ms > 0 && from > 0);
   assert.ok((await total(page).textContent()).startsWith('600'));
 });

@@ -15,7 +15,9 @@ const HOSTILE = [
   { message: 'zero\u200bwidth, caf\u00e9, \u65e5\u672c\u8a9e, {{harm}} ${harm}' },
 ];
 
-const shared = useServer(() => HOSTILE.map((fields, index) => makeAlert(Date.now() - 1000 * (10 - index), fields)));
+const shared = useServer(() =>
+  HOSTILE.map((fields, index) => makeAlert(Date.now() - 1000 * (10 - index), fields)),
+);
 
 async function openAll(t, path, options) {
   const page = await shared.open(t, path, options);
@@ -28,16 +30,26 @@ test('a message holds markup: it is text in the row, in its details and nowhere 
   const page = await openAll(t);
   await message(page, MARKUP).click();
   await page.locator('.details .message', { hasText: MARKUP }).waitFor();
-  assert.equal(await page.locator('img, main script, main b:not(.legend-level b), main i').count(), 0);
+  assert.equal(
+    await page.locator('img, main script, main b:not(.legend-level b), main i').count(),
+    0,
+  );
   assert.equal(await page.evaluate(() => window.harm), undefined);
 });
 
 test('names hold markup: they are text in values, chips and counts, and can be filtered', async (t) => {
   const page = await openAll(t);
-  for (const [field, value] of [['module', '<b>m</b>'], ['event', '"><i>'], ['server', "'--"]]) {
+  for (const [field, value] of [
+    ['module', '<b>m</b>'],
+    ['event', '"><i>'],
+    ['server', "'--"],
+  ]) {
     await rows(page).filter({ hasText: value }).locator(`[data-field=${field}]`).click();
     await found(page, 1);
-    await page.getByRole('button', { name: `${value}` }).first().waitFor();
+    await page
+      .getByRole('button', { name: `${value}` })
+      .first()
+      .waitFor();
   }
   assert.equal(await page.locator('main b:not(.legend-level b), main i').count(), 0);
 });
@@ -63,7 +75,10 @@ test('names are as long as they may be: nothing reaches over the sides, also of 
 });
 
 test('the address holds markup: it is text in its chips', async (t) => {
-  const page = await shared.open(t, `/?text=${encodeURIComponent(MARKUP)}&alert=&open=${encodeURIComponent(MARKUP)}`);
+  const page = await shared.open(
+    t,
+    `/?text=${encodeURIComponent(MARKUP)}&alert=&open=${encodeURIComponent(MARKUP)}`,
+  );
   await found(page, 1);
   await page.locator('.chip', { hasText: MARKUP }).waitFor();
   assert.equal(await page.evaluate(() => window.harm), undefined);
@@ -75,7 +90,9 @@ test('the page asks for something elsewhere: its policy forbids it', async (t) =
     () =>
       new Promise((done) => {
         addEventListener('securitypolicyviolation', (event) => done(event.effectiveDirective));
-        document.body.append(Object.assign(new Image(), { src: 'http://127.0.0.1:9/elsewhere.png' }));
+        document.body.append(
+          Object.assign(new Image(), { src: 'http://127.0.0.1:9/elsewhere.png' }),
+        );
       }),
   );
   assert.equal(refused, 'img-src');

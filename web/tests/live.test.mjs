@@ -85,3 +85,30 @@ test('a row is open while alerts arrive: it stays open and where it is', async (
   assert.deepEqual(await page.locator('.row-details').boundingBox(), place);
   await found(page, (await shared.server.get('alerts?size=1')).total - 1);
 });
+
+// What the browser does when another tab comes before this one, or goes.
+async function setHidden(page, hidden) {
+  await page.evaluate((value) => {
+    Object.defineProperty(document, 'hidden', { configurable: true, get: () => value });
+    document.dispatchEvent(new Event('visibilitychange'));
+  }, hidden);
+}
+
+test('nobody sees the page: it asks for nothing, and later announces what came meanwhile', async (t) => {
+  const page = await shared.open(t, null, {});
+  await page.clock.install();
+  await page.goto(shared.server.address);
+  await page.clock.runFor(1000);
+  await stream(page, 'Live');
+  await setHidden(page, true);
+  const asked = [];
+  page.on('request', (request) => asked.push(request.url()));
+  raise('while nobody looked');
+  await page.clock.runFor(60_000);
+  assert.deepEqual(asked, []);
+  await setHidden(page, false);
+  await page.waitForResponse(/status/);
+  await pause(300);
+  await page.clock.runFor(1000);
+  await news(page).getByText('1 new').waitFor();
+});

@@ -7,7 +7,7 @@ import { useServer } from './support/fixture.mjs';
 
 const FULL = 10_000;
 const HOURS = 8;
-const STEP_MS = 120_000;
+const STEP_MS = 180_000;
 const GROWTH_MAX = 1_000_000; // bytes
 const shared = useServer(() => usualAlerts(FULL));
 

@@ -59,7 +59,8 @@ test('all servers answer: the picture is complete, and the panel has each of the
   await verdict(page).getByText('Complete').waitFor();
   await page.getByRole('button', { name: 'Servers' }).click();
   assert.match(await line(page, 'north').textContent(), /this server/);
-  for (const peer of ['south', 'east']) assert.match(await line(page, peer).textContent(), /answering/);
+  for (const peer of ['south', 'east'])
+    assert.match(await line(page, peer).textContent(), /answering/);
   const held = await cluster.servers[0].get('status').then((status) => status.held);
   for (const { server, count } of held) {
     assert.equal(await line(page, server).locator('td').nth(3).textContent(), String(count));
@@ -74,6 +75,7 @@ test('a server ends and alerts follow: it is silent and behind, until it is back
   first.raise({ message: 'while east is away' });
   await verdict(page).getByText('may be incomplete: east does not answer (silent)').waitFor();
   assert.match(await line(page, 'east').textContent(), /silent/);
+  await page.locator('.pill', { hasText: /east.*silent, last answer \d+ s ago/ }).waitFor();
   await last.startDaemon();
   await verdict(page).getByText('Complete').waitFor();
 });

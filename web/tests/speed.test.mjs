@@ -53,7 +53,10 @@ async function keystroke(page, letter) {
         setTimeout(() => fail(new Error('the count stays')), 5000);
         const heading = document.querySelector('.results-head h2');
         let start = 0;
-        addEventListener('keydown', (event) => (start = event.timeStamp), { once: true, capture: true });
+        addEventListener('keydown', (event) => (start = event.timeStamp), {
+          once: true,
+          capture: true,
+        });
         new MutationObserver((_, observer) => {
           observer.disconnect();
           requestAnimationFrame(() => setTimeout(() => done(performance.now() - start)));

@@ -96,3 +96,19 @@ test('the server ends and starts again: the page tells, tries again and recovers
   await found(page, usualAlerts(50).filter((alert) => alert.message.includes('link')).length);
   await notice.waitFor({ state: 'detached' });
 });
+
+test('alerts of a server are missing: the page says how many, and which', async (t) => {
+  const server = await makeServer(t, usualAlerts(50));
+  const page = await openPage(t, browser, server, '/?panel=servers');
+  const { held } = await server.get('status');
+  const { missing, holes } = held.find((one) => one.server === 'north');
+  assert.ok(missing > 0);
+  await page.locator('.verdict', { hasText: `${missing} alerts of north` }).waitFor();
+  const cell = page.locator('#servers tbody tr', { hasText: 'north' }).locator('td').last();
+  const [first, last] = holes[0];
+  assert.ok(
+    (await cell.textContent()).startsWith(
+      `${missing}: ${first === last ? first : `${first}–${last}`}`,
+    ),
+  );
+});

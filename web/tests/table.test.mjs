@@ -85,7 +85,13 @@ test('a row is clicked: it opens in place with every field, and closes again', a
   await rows(page).nth(2).locator('.cell-message').click();
   const details = page.locator('.row.is-open + .row-details');
   const text = await details.textContent();
-  for (const part of [alert.message, alert.raised, alert.module, alert.event, `${alert.server}/1028`]) {
+  for (const part of [
+    alert.message,
+    alert.raised,
+    alert.module,
+    alert.event,
+    `${alert.server}/1028`,
+  ]) {
     assert.ok(text.includes(part), part);
   }
   await rows(page).nth(2).locator('.cell-message').click();
@@ -93,7 +99,9 @@ test('a row is clicked: it opens in place with every field, and closes again', a
 });
 
 test('the link of an alert is copied: it opens the page on exactly that alert', async (t) => {
-  const page = await shared.open(t, '/?module=disk&page=2', { permissions: ['clipboard-write', 'clipboard-read'] });
+  const page = await shared.open(t, '/?module=disk&page=2', {
+    permissions: ['clipboard-write', 'clipboard-read'],
+  });
   await page.locator('[data-row]').first().click();
   await page.getByRole('button', { name: 'Copy link' }).click();
   await page.getByText('Copied').waitFor();
@@ -128,11 +136,19 @@ test('alerts are exported: the files hold exactly those that match', async (t) =
   const wanted = shared.alerts.filter((alert) => alert.level === '1' && alert.server !== 'north');
   await found(page, wanted.length);
   const saved = async (name) => {
-    const [download] = await Promise.all([page.waitForEvent('download'), page.getByRole('link', { name }).click()]);
-    return readFileSync(await download.path(), 'utf8').trimEnd().split('\n');
+    const [download] = await Promise.all([
+      page.waitForEvent('download'),
+      page.getByRole('link', { name }).click(),
+    ]);
+    return readFileSync(await download.path(), 'utf8')
+      .trimEnd()
+      .split('\n');
   };
   const lines = (await saved('JSON lines')).map((line) => JSON.parse(line));
-  assert.deepEqual(lines.map((one) => one.raised), wanted.map((one) => one.raised).reverse());
+  assert.deepEqual(
+    lines.map((one) => one.raised),
+    wanted.map((one) => one.raised).reverse(),
+  );
   assert.equal((await saved('CSV')).length, wanted.length + 1);
 });
 

@@ -56,7 +56,10 @@ test('a filter is added on a later page: the first page of it is shown', async (
 });
 
 test('the address holds nonsense: what can be understood is shown', async (t) => {
-  const page = await shared.open(t, '/?page=-7&size=1000000&zone=moon&what=else&open=no/1&module=disk');
+  const page = await shared.open(
+    t,
+    '/?page=-7&size=1000000&zone=moon&what=else&open=no/1&module=disk',
+  );
   await found(page, shared.alerts.filter((alert) => alert.module === 'disk').length);
 });
 

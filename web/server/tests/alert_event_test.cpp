@@ -13,10 +13,10 @@
 namespace qel::web::testing {
 namespace {
 
-class Event : public ::testing::Test {
+class NewAlertBell : public ::testing::Test {
  protected:
-  Event() { setenv("QEL_IPC_NAME", name_.c_str(), 1); }
-  ~Event() override {
+  NewAlertBell() { setenv("QEL_IPC_NAME", name_.c_str(), 1); }
+  ~NewAlertBell() override {
     shm_unlink(name_.c_str());
     unsetenv("QEL_IPC_NAME");
   }
@@ -29,7 +29,7 @@ class Event : public ::testing::Test {
   const std::string name_ = "/qel-web-test-" + std::to_string(getpid());
 };
 
-TEST_F(Event, RaisedOneRingsUntilItIsCleared) {
+TEST_F(NewAlertBell, RaisedOneRingsUntilItIsCleared) {
   const AlertEvent event;
   ASSERT_EQ(0, semevt_set_alert());
   EXPECT_TRUE(rings(event, 10000));
@@ -42,7 +42,7 @@ TEST_F(Event, RaisedOneRingsUntilItIsCleared) {
   }
 }
 
-TEST_F(Event, ThatIsNotRaisedStaysSilent) {
+TEST_F(NewAlertBell, ThatIsNotRaisedStaysSilent) {
   const AlertEvent event;
   EXPECT_FALSE(rings(event, 50));
 }

@@ -15,7 +15,10 @@ const ARGUMENTS = [
 ];
 
 export function launch() {
-  return chromium.launch({ executablePath: process.env.QEL_BROWSER ?? '/usr/bin/chromium', args: ARGUMENTS });
+  return chromium.launch({
+    executablePath: process.env.QEL_BROWSER ?? '/usr/bin/chromium',
+    args: ARGUMENTS,
+  });
 }
 
 // Failed requests are told by the page itself, in its own words; the browser's line about them adds
@@ -37,7 +40,10 @@ async function openTab(browser, settings) {
 }
 
 function assertNoFaults({ faults }, expected) {
-  assert.deepEqual(faults.splice(0).filter((fault) => !expected?.test(fault)), []);
+  assert.deepEqual(
+    faults.splice(0).filter((fault) => !expected?.test(fault)),
+    [],
+  );
 }
 
 // A page at an address of the server, or an empty one when that is null. Nothing may have gone wrong

@@ -21,7 +21,12 @@ function makeMember(host, port) {
   writeFileSync(server.config('cluster'), clusterXml());
   server.set('webalert', 'udpport', port);
   for (const seconds of ['heartbeat', 'announce', 'resend']) server.set('webalert', seconds, '1');
-  server.fill(usualAlerts(ALERTS[host], { minutes: SPAN_MINUTES }).map((alert) => ({ ...alert, server: host })));
+  server.fill(
+    usualAlerts(ALERTS[host], { minutes: SPAN_MINUTES }).map((alert) => ({
+      ...alert,
+      server: host,
+    })),
+  );
   return server;
 }
 

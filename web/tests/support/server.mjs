@@ -1,7 +1,15 @@
 // A server of its own in a temporary directory: configuration, store, daemon and web front end.
 import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { cpSync, mkdirSync, mkdtempSync, readFileSync, rmSync, statSync, writeFileSync } from 'node:fs';
+import {
+  cpSync,
+  mkdirSync,
+  mkdtempSync,
+  readFileSync,
+  rmSync,
+  statSync,
+  writeFileSync,
+} from 'node:fs';
 import { tmpdir } from 'node:os';
 import { basename, join, resolve } from 'node:path';
 import { createInterface } from 'node:readline';
@@ -43,7 +51,16 @@ function removeSemaphores(directory) {
 // A command that runs as on a host of another name.
 function onHost(host, command) {
   const asRoot = process.getuid() === 0 ? [] : ['--map-root-user'];
-  return ['unshare', '--uts', ...asRoot, 'sh', '-c', 'hostname "$0" && exec "$@"', host, ...command];
+  return [
+    'unshare',
+    '--uts',
+    ...asRoot,
+    'sh',
+    '-c',
+    'hostname "$0" && exec "$@"',
+    host,
+    ...command,
+  ];
 }
 
 export class Server {

@@ -22,9 +22,11 @@ export function toggled(
   return { [field]: [...rest, wanted === 'excluded' ? EXCLUDED + value : value] };
 }
 
-// The server takes whole numbers from 1 to 3 as levels.
+// The server takes whole numbers from 1 to 3 as levels, and no value that looks like an excluded
+// one.
 export function canFilter(field: Field, value: string): boolean {
-  return value !== '' && (field !== 'level' || /^[1-3]$/.test(value));
+  if (value === '' || value.startsWith(EXCLUDED)) return false;
+  return field !== 'level' || /^[1-3]$/.test(value);
 }
 
 export interface Chip {

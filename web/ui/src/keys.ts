@@ -17,7 +17,10 @@ export type KeyActions = Record<string, () => void>;
 
 function isField(target: EventTarget | null): target is HTMLElement {
   if (!(target instanceof HTMLElement)) return false;
-  return target.matches('textarea, select') || (target.matches('input') && !target.matches('[type=radio]'));
+  return (
+    target.matches('textarea, select') ||
+    (target.matches('input') && !target.matches('[type=radio]'))
+  );
 }
 
 // Calls the action of a key that is pressed. While a field has the focus, keys are text, but for

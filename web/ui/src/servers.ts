@@ -11,7 +11,11 @@ export interface ServerLine {
 // This server first, then its peers, then servers that left the cluster and whose alerts are kept.
 export function serverLines(status: Status): ServerLine[] {
   const peers = status.daemon.status?.peers ?? [];
-  const names = [status.server, ...peers.map((peer) => peer.server), ...status.held.map((held) => held.server)];
+  const names = [
+    status.server,
+    ...peers.map((peer) => peer.server),
+    ...status.held.map((held) => held.server),
+  ];
   return [...new Set(names)].map((server) => ({
     server,
     here: server === status.server,
@@ -30,7 +34,8 @@ export function healthOf(line: ServerLine, status: Status): Health {
 }
 
 export function stateText(line: ServerLine, status: Status): string {
-  if (line.here) return status.daemon.reachable ? 'this server' : 'this server, daemon not reachable';
+  if (line.here)
+    return status.daemon.reachable ? 'this server' : 'this server, daemon not reachable';
   if (line.peer === null) return status.daemon.reachable ? 'not in the cluster' : 'not known';
   const { state, catch_up } = line.peer;
   const known = status.daemon.reachable ? state : `${state} when last asked`;

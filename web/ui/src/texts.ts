@@ -27,7 +27,8 @@ export function levelWord(level: string): string {
 
 // Characters that would move, hide or turn round what stands beside them: control characters, and
 // the invisible marks that set the direction of writing or join and break lines.
-const INVISIBLE = /[\u0000-\u001f\u007f-\u009f\u061c\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff]/g;
+const INVISIBLE =
+  /[\u0000-\u001f\u007f-\u009f\u061c\u200b-\u200f\u2028-\u202e\u2060-\u2069\ufeff]/g;
 
 function escaped(character: string): string {
   const code = character.charCodeAt(0);

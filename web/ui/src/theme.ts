@@ -26,7 +26,9 @@ function storeTheme(theme: Theme): void {
 
 export function useTheme(): { theme: Theme; dark: boolean; next: () => void } {
   const [theme, setTheme] = useState(storedTheme);
-  const [systemDark, setSystemDark] = useState(() => matchMedia('(prefers-color-scheme: dark)').matches);
+  const [systemDark, setSystemDark] = useState(
+    () => matchMedia('(prefers-color-scheme: dark)').matches,
+  );
 
   useEffect(() => {
     const system = matchMedia('(prefers-color-scheme: dark)');
@@ -36,6 +38,7 @@ export function useTheme(): { theme: Theme; dark: boolean; next: () => void } {
   }, []);
 
   const dark = theme === 'system' ? systemDark : theme === 'dark';
+  // Before the parts of the page read their colours, so not in an effect.
   document.documentElement.dataset['theme'] = theme;
 
   const next = () => {

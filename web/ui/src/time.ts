@@ -23,9 +23,13 @@ export function makeZone(choice: ZoneChoice, serverName: string, serverOffset: O
 
 // "2024/01/31 23:59:59.123" as if it were UTC, in milliseconds; NaN when it is no such time.
 function wallMs(stamp: string): number {
-  const parts = /^(\d{4})[/-](\d\d)[/-](\d\d)(?: (\d\d):(\d\d)(?::(\d\d)(?:\.(\d{3}))?)?)?$/.exec(stamp);
+  const parts = /^(\d{4})[/-](\d\d)[/-](\d\d)(?: (\d\d):(\d\d)(?::(\d\d)(?:\.(\d{3}))?)?)?$/.exec(
+    stamp,
+  );
   if (parts === null) return NaN;
-  const [year, month, day, hour, minute, second, milli] = parts.slice(1).map((part) => Number(part ?? 0));
+  const [year, month, day, hour, minute, second, milli] = parts
+    .slice(1)
+    .map((part) => Number(part ?? 0));
   return Date.UTC(year!, month! - 1, day, hour, minute, second, milli);
 }
 
@@ -55,7 +59,8 @@ export function offsetFrom(alerts: readonly Alert[], now: number): Offset {
   }
   known.push({ at: Date.now(), minutes: now });
   return (ms) =>
-    known.reduce((best, one) => (Math.abs(one.at - ms) < Math.abs(best.at - ms) ? one : best)).minutes;
+    known.reduce((best, one) => (Math.abs(one.at - ms) < Math.abs(best.at - ms) ? one : best))
+      .minutes;
 }
 
 // When an alert was raised. A time that is none is shown as it is stored.
@@ -64,11 +69,16 @@ export function raisedText(alert: Alert, choice: ZoneChoice): string {
   return stampOfWall(Date.parse(alert.raised_utc));
 }
 
-// A time that stands in the server's local time.
-export function localText(stored: string, zone: Zone): string {
+// The point of a time that stands in the server's local time; NaN when it is no time.
+export function localMs(stored: string, zone: Zone): number {
   const wall = wallMs(stored);
-  if (zone.choice === 'server' || Number.isNaN(wall)) return stored;
-  return stampOfWall(wall - zone.serverOffset(wall) * MINUTE_MS);
+  return wall - zone.serverOffset(wall) * MINUTE_MS;
+}
+
+// A time that stands in the server's local time, in the zone that is shown.
+export function localText(stored: string, zone: Zone): string {
+  const ms = localMs(stored, zone);
+  return zone.choice === 'server' || Number.isNaN(ms) ? stored : stampOfWall(ms);
 }
 
 // A bound of the period as the field shows it.
@@ -112,7 +122,8 @@ export function isPreset(preset: Preset, filters: Filters): boolean {
 
 export function periodText(filters: Filters, zone: Zone): string {
   const preset = PRESETS.find((one) => isPreset(one, filters));
-  if (preset !== undefined) return preset.since.startsWith('-') ? `last ${preset.label}` : preset.label.toLowerCase();
+  if (preset !== undefined)
+    return preset.since.startsWith('-') ? `last ${preset.label}` : preset.label.toLowerCase();
   const since = boundText(filters.since, zone);
   const until = boundText(filters.until, zone);
   if (until === '') return `since ${since}`;

@@ -47,7 +47,9 @@ function numberIn(text: string | null, normal: number, low: number, high: number
 export function parseView(search: string): View {
   const query = new URLSearchParams(search);
   const text = (name: string) => query.get(name) ?? '';
-  const values = (field: Field) => [...new Set(query.getAll(field).filter((value) => value !== ''))];
+  const values = (field: Field) => [
+    ...new Set(query.getAll(field).filter((value) => value !== '')),
+  ];
   return {
     text: text('text'),
     level: values('level'),

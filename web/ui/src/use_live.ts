@@ -13,8 +13,8 @@ export interface Live extends LiveState {
   seen: (alerts: readonly Alert[]) => void;
 }
 
-// What was announced counts for other filters no more. The stream is not told to be away while it is
-// changed for another.
+// What was announced counts for other filters no more. The stream does not count as away while it
+// is changed for another.
 function withoutNews(state: LiveState): LiveState {
   const { stream, fresh, gone, changed } = state;
   return fresh === 0 && !gone && !changed ? state : { ...QUIET, stream };

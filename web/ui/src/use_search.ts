@@ -56,7 +56,10 @@ function pageQuery(view: View, first: FirstPage | null): URLSearchParams {
   return query;
 }
 
-async function askCounts(view: View, signal: AbortSignal): Promise<Pick<Found, 'facets' | 'histogram'>> {
+async function askCounts(
+  view: View,
+  signal: AbortSignal,
+): Promise<Pick<Found, 'facets' | 'histogram'>> {
   const buckets = filterQuery(view);
   buckets.append('buckets', bucketCount());
   const [facets, histogram] = await Promise.all([

@@ -29,7 +29,11 @@ const SUMMER: Alert = {
   written: '2026/07/01 14:00:01.000',
   message: '',
 };
-const WINTER = { ...SUMMER, raised: '2026/12/01 13:00:00.000', raised_utc: '2026-12-01T12:00:00.000Z' };
+const WINTER = {
+  ...SUMMER,
+  raised: '2026/12/01 13:00:00.000',
+  raised_utc: '2026-12-01T12:00:00.000Z',
+};
 const NEVER = { ...SUMMER, raised: 'some day', raised_utc: null };
 
 const OFFSET = offsetFrom([SUMMER, WINTER, NEVER], 60);
@@ -58,14 +62,16 @@ test('an alert is shown: as it is stored, or in UTC when that is known', () => {
 test('a bound is shown: a point in time in the zone that is chosen, other forms as they are', () => {
   assert.equal(boundText('2026-07-01T12:00:00.000Z', LOCAL), '2026/07/01 14:00:00');
   assert.equal(boundText('2026/07/01 14:00:00', UTC), '2026/07/01 12:00:00');
-  for (const text of ['-2h', 'today', '2026/07/01', '', 'nonsense', '2026-99-99T']) assert.equal(boundText(text, UTC), text);
+  for (const text of ['-2h', 'today', '2026/07/01', '', 'nonsense', '2026-99-99T'])
+    assert.equal(boundText(text, UTC), text);
 });
 
 test('a bound is typed: dates are meant in the zone that is shown, seconds may be left out', () => {
   assert.equal(boundTyped(' 2026/07/01 14:00 ', LOCAL), '2026/07/01 14:00:00');
   assert.equal(boundTyped('2026-07-01 12:00:00.250', UTC), '2026-07-01T12:00:00.250Z');
   assert.equal(boundTyped('2026/07/01', UTC), '2026-07-01T00:00:00.000Z');
-  for (const text of ['-2h', 'yesterday', '14:30', 'nonsense']) assert.equal(boundTyped(text, UTC), text);
+  for (const text of ['-2h', 'yesterday', '14:30', 'nonsense'])
+    assert.equal(boundTyped(text, UTC), text);
 });
 
 test('a bound is typed as it is shown: it names the same point in time', () => {
@@ -81,24 +87,36 @@ test('a period is named: presets by their names, others by their ends', () => {
   assert.equal(text('yesterday', 'today'), 'yesterday');
   assert.equal(text('-3h', ''), 'since -3h');
   assert.equal(text('', '2026/07/01'), 'until 2026/07/01');
-  assert.equal(text('2026-07-01T12:00:00Z', '2026-07-01T13:00:00Z'), '2026/07/01 14:00:00 – 2026/07/01 15:00:00');
+  assert.equal(
+    text('2026-07-01T12:00:00Z', '2026-07-01T13:00:00Z'),
+    '2026/07/01 14:00:00 – 2026/07/01 15:00:00',
+  );
 });
 
 test('a period is made: some minutes around a time, or the milliseconds before an end', () => {
-  assert.deepEqual(around(NOON, 5), { since: '2026-07-01T11:55:00.000Z', until: '2026-07-01T12:05:00.000Z' });
-  assert.deepEqual(between(NOON, NOON + 1000), { since: '2026-07-01T12:00:00.000Z', until: '2026-07-01T12:00:00.999Z' });
+  assert.deepEqual(around(NOON, 5), {
+    since: '2026-07-01T11:55:00.000Z',
+    until: '2026-07-01T12:05:00.000Z',
+  });
+  assert.deepEqual(between(NOON, NOON + 1000), {
+    since: '2026-07-01T12:00:00.000Z',
+    until: '2026-07-01T12:00:00.999Z',
+  });
 });
 
 test('an age is told: in its largest whole unit', () => {
   const ages = [0, 999, 1000, 61_000, 7_200_000, 200_000_000, -1000, -70_000];
-  assert.deepEqual(ages.map((age) => ageText(NOON - age, NOON)), [
-    'just now',
-    'just now',
-    '1 s ago',
-    '1 min ago',
-    '2 h ago',
-    '2 d ago',
-    'just now',
-    'in the future',
-  ]);
+  assert.deepEqual(
+    ages.map((age) => ageText(NOON - age, NOON)),
+    [
+      'just now',
+      'just now',
+      '1 s ago',
+      '1 min ago',
+      '2 h ago',
+      '2 d ago',
+      'just now',
+      'in the future',
+    ],
+  );
 });

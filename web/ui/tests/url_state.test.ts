@@ -1,6 +1,13 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import { changedView, filterQuery, formatView, hasFilters, parseView, type View } from '../src/url_state';
+import {
+  changedView,
+  filterQuery,
+  formatView,
+  hasFilters,
+  parseView,
+  type View,
+} from '../src/url_state';
 
 const VIEW: View = {
   text: 'a & b = "c"',
@@ -29,7 +36,12 @@ test('the query is empty: the view has no filters, and formats as nothing', () =
 });
 
 test('numbers are none or out of their bounds: the usual ones stand for them', () => {
-  for (const query of ['?page=0&size=0', '?page=-1&size=1001', '?page=1e3&size=many', '?page=99999999999']) {
+  for (const query of [
+    '?page=0&size=0',
+    '?page=-1&size=1001',
+    '?page=1e3&size=many',
+    '?page=99999999999',
+  ]) {
     const { page, size } = parseView(query);
     assert.deepEqual([page, size], [0, 50], query);
   }

@@ -1,23 +1,21 @@
 // The page.
 import { useEffect, useMemo, useState } from 'preact/hooks';
+import type { Status } from '../api';
 import { type KeyActions, moveRow, useKeys } from '../keys';
 import { useTheme } from '../theme';
-import { between, makeZone, offsetFrom, type Zone } from '../time';
-import { FIELDS, filterQuery, type View } from '../url_state';
+import { makeZone, offsetFrom, type Zone } from '../time';
+import { filterQuery, type View } from '../url_state';
 import { type Live, useLive } from '../use_live';
 import { type Search, useSearch } from '../use_search';
 import { useStatus, type Watch } from '../use_status';
 import { type ChangeView, useView } from '../use_view';
 import { visible } from '../texts';
-import { FacetList } from './facets';
-import { Chips, FilterBar } from './filter_bar';
 import { Head } from './head';
 import { Help } from './help';
-import { HistogramBox } from './histogram';
 import { freshText } from './live_bar';
 import { FailureNotice, LogNotice, SilentNotice } from './notices';
 import { OneAlertView } from './one_alert';
-import { Results } from './results';
+import { SearchView } from './search_view';
 import { ServersPanel, ServersSummary } from './servers';
 import { valueHandlers } from './values';
 
@@ -67,7 +65,13 @@ function closeRow(view: View, change: ChangeView): void {
   if (view.open !== '') change({ open: '' });
 }
 
-function keyActions(view: View, change: ChangeView, search: Search, restart: () => void, help: () => void): KeyActions {
+function keyActions(
+  view: View,
+  change: ChangeView,
+  search: Search,
+  restart: () => void,
+  help: () => void,
+): KeyActions {
   const turn = (page: number) => {
     if (page >= 0 && page < (search.answer?.pages ?? 0)) change({ page });
   };
@@ -97,81 +101,65 @@ function Notices({ search, watch, zone }: { search: Search; watch: Watch; zone: 
   );
 }
 
+interface ClusterProps {
+  status: Status | null;
+  zone: Zone;
+  open: boolean;
+  onToggle: () => void;
+}
+
+function Cluster({ status, zone, open, onToggle }: ClusterProps) {
+  if (status === null) return null;
+  return (
+    <>
+      <ServersSummary status={status} zone={zone} open={open} onToggle={onToggle} />
+      {open && <ServersPanel status={status} zone={zone} />}
+    </>
+  );
+}
+
 export function App() {
   const [view, change] = useView();
   const [helping, setHelping] = useState(false);
-  const [facetsOpen, setFacetsOpen] = useState(false);
   const { theme, dark, next } = useTheme();
   const watch = useStatus();
   const search = useSearch(view);
   const live = useLiveSearch(view, search, watch);
   const zone = useZone(view, watch, search);
   useTitle(watch, live);
-  // Drawn anew for new counts and other chosen values only, not for each letter of a text.
-  const facets = useMemo(
-    () => <FacetList facets={search.facets} view={view} />,
-    [search.facets, ...FIELDS.map((field) => view[field])],
-  );
 
   const restart = () => {
     live.forget();
     if (view.page === 0) search.again();
     else change({ page: 0 });
   };
-  useKeys(keyActions(view, change, search, restart, () => setHelping(true)));
+  const help = () => setHelping(true);
+  useKeys(keyActions(view, change, search, restart, help));
+  const { status } = watch;
+  const parts = { search, live, view, change, zone, dark, onRestart: restart };
 
   return (
     <div class="page" {...valueHandlers(view, change)}>
       <Head
-        status={watch.status}
+        status={status}
         zone={view.zone}
         onZone={(choice) => change({ zone: choice })}
         theme={theme}
         onTheme={next}
-        onHelp={() => setHelping(true)}
+        onHelp={help}
       />
-      {watch.status !== null && (
-        <ServersSummary status={watch.status} open={view.servers} onToggle={() => change({ servers: !view.servers })} />
-      )}
-      {view.servers && watch.status !== null && <ServersPanel status={watch.status} zone={zone} />}
+      <Cluster
+        status={status}
+        zone={zone}
+        open={view.servers}
+        onToggle={() => change({ servers: !view.servers })}
+      />
       <Notices search={search} watch={watch} zone={zone} />
-      {view.alert !== '' ? (
+      {view.alert === '' ? (
+        <SearchView {...parts} server={status?.server ?? 'log'} />
+      ) : (
         <main>
           <OneAlertView view={view} change={change} zone={zone} />
-        </main>
-      ) : (
-        <main class="search">
-          <FilterBar view={view} change={change} zone={zone} failure={search.failure} />
-          <Chips view={view} change={change} zone={zone} />
-          <button
-            type="button"
-            class="facets-toggle"
-            aria-expanded={facetsOpen}
-            aria-controls="facets"
-            onClick={() => setFacetsOpen(!facetsOpen)}
-          >
-            Values and counts
-          </button>
-          <aside id="facets" class={facetsOpen ? 'facets is-open' : 'facets'} aria-label="Values and counts">
-            {facets}
-          </aside>
-          <div class="found">
-            <HistogramBox
-              histogram={search.histogram}
-              zone={zone}
-              dark={dark}
-              onPeriod={({ from, end }) => change(between(from, end))}
-            />
-            <Results
-              search={search}
-              live={live}
-              view={view}
-              change={change}
-              zone={zone}
-              server={watch.status?.server ?? 'log'}
-              onRestart={restart}
-            />
-          </div>
         </main>
       )}
       {helping && <Help onClose={() => setHelping(false)} />}

@@ -38,7 +38,13 @@ function Permalink({ alert, view }: { alert: Alert; view: View }) {
   return (
     <div class="permalink">
       <a href={address}>Permalink</a>
-      <input ref={field} type="text" readonly value={address} aria-label="Permalink of this alert" />
+      <input
+        ref={field}
+        type="text"
+        readonly
+        value={address}
+        aria-label="Permalink of this alert"
+      />
       <button type="button" onClick={onCopy}>
         Copy link
       </button>
@@ -52,9 +58,15 @@ function times(alert: Alert, zone: Zone): [string, string][] {
   const age = utc === null ? '' : ` (${ageText(Date.parse(utc), Date.now())})`;
   const other = zone.choice === 'utc' ? 'server' : 'utc';
   const otherName = other === 'utc' ? 'UTC' : 'server time';
-  const raised: [string, string][] = [[`Raised, ${zone.name}`, raisedText(alert, zone.choice) + age]];
+  const raised: [string, string][] = [
+    [`Raised, ${zone.name}`, raisedText(alert, zone.choice) + age],
+  ];
   const also = utc === null ? 'no time: shown as it is stored' : raisedText(alert, other);
-  return [...raised, [`Raised, ${otherName}`, also], [`Written, ${zone.name}`, localText(alert.written, zone)]];
+  return [
+    ...raised,
+    [`Raised, ${otherName}`, also],
+    [`Written, ${zone.name}`, localText(alert.written, zone)],
+  ];
 }
 
 function Fact({ name, children }: { name: string; children: ComponentChildren }) {
@@ -75,7 +87,12 @@ interface Props {
 
 export function Details({ alert, view, change, zone }: Props) {
   const onAround = () =>
-    change({ ...NO_FILTERS, ...around(Date.parse(alert.raised_utc!), AROUND_MINUTES), open: '', alert: '' });
+    change({
+      ...NO_FILTERS,
+      ...around(Date.parse(alert.raised_utc!), AROUND_MINUTES),
+      open: '',
+      alert: '',
+    });
   return (
     <div class="details">
       <p class="message">{visible(alert.message)}</p>

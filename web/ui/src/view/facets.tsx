@@ -10,7 +10,17 @@ import { LevelMark } from './values';
 const SHOWN = 8; // of each field, before all are asked for
 const SHOWN_MAX = 300; // a list that is longer is searched, not read
 
-function FacetValue({ field, one, most, view }: { field: Field; one: Count; most: number; view: View }) {
+function FacetValue({
+  field,
+  one,
+  most,
+  view,
+}: {
+  field: Field;
+  one: Count;
+  most: number;
+  view: View;
+}) {
   const choice = choiceOf(view, field, one.value);
   const name = valueText(field, one.value);
   const share = `${(100 * one.count) / most}%`;

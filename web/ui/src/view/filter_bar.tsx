@@ -49,7 +49,14 @@ function TextField({ view, change }: Pick<Props, 'view' | 'change'>) {
   );
 }
 
-function BoundField({ name, label, view, change, zone, failure }: Props & { name: 'since' | 'until'; label: string }) {
+function BoundField({
+  name,
+  label,
+  view,
+  change,
+  zone,
+  failure,
+}: Props & { name: 'since' | 'until'; label: string }) {
   const shown = boundText(view[name], zone);
   const [typed, setTyped] = useState(shown);
   useEffect(() => setTyped(shown), [shown]);

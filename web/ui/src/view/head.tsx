@@ -21,7 +21,13 @@ function ZoneSwitch({ status, zone, onZone }: Pick<Props, 'status' | 'zone' | 'o
       <legend class="unseen">Time zone</legend>
       {(['server', 'utc'] as const).map((choice) => (
         <label key={choice} class={choice === zone ? 'is-chosen' : ''}>
-          <input type="radio" name="zone" class="unseen" checked={choice === zone} onChange={() => onZone(choice)} />
+          <input
+            type="radio"
+            name="zone"
+            class="unseen"
+            checked={choice === zone}
+            onChange={() => onZone(choice)}
+          />
           {names[choice]}
         </label>
       ))}

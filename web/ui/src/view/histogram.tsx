@@ -108,7 +108,12 @@ function makePlot(host: HTMLElement, histogram: Histogram, zone: Zone, hooks: Ho
     axes: axes(host, zone),
     series: [
       {},
-      ...kinds.map((kind) => ({ fill: colour(host, `--bar-${kind}`), width: 0, paths, points: { show: false } })),
+      ...kinds.map((kind) => ({
+        fill: colour(host, `--bar-${kind}`),
+        width: 0,
+        paths,
+        points: { show: false },
+      })),
     ],
     hooks: cursorHooks(histogram, hooks),
   };
@@ -116,10 +121,19 @@ function makePlot(host: HTMLElement, histogram: Histogram, zone: Zone, hooks: Ho
   return new uPlot(options, [times, ...stackedBars(histogram).reverse()], host);
 }
 
-function Legend({ histogram, hovered, zone }: { histogram: Histogram; hovered: number | null; zone: Zone }) {
+function Legend({
+  histogram,
+  hovered,
+  zone,
+}: {
+  histogram: Histogram;
+  hovered: number | null;
+  zone: Zone;
+}) {
   const totals = levelTotals(histogram);
   const counts = hovered === null ? totals : histogram.counts[hovered]!;
-  const present = (level: string, index: number) => levelKind(level) !== 'other' || totals[index]! > 0;
+  const present = (level: string, index: number) =>
+    levelKind(level) !== 'other' || totals[index]! > 0;
   const span =
     hovered === null
       ? { from: histogram.from!, end: histogram.until! }
@@ -147,7 +161,9 @@ function Plot({ histogram, zone, dark, onPeriod }: Props & { histogram: Histogra
   useLayoutEffect(() => {
     const element = host.current!;
     const plot = makePlot(element, histogram, zone, { onHover: setHovered, onPeriod });
-    const sizes = new ResizeObserver(() => plot.setSize({ width: element.clientWidth, height: HEIGHT }));
+    const sizes = new ResizeObserver(() =>
+      plot.setSize({ width: element.clientWidth, height: HEIGHT }),
+    );
     sizes.observe(element);
     return () => {
       sizes.disconnect();
@@ -156,11 +172,22 @@ function Plot({ histogram, zone, dark, onPeriod }: Props & { histogram: Histogra
     };
   }, [histogram, zone, dark]);
 
-  const totals = levelTotals(histogram).map((count, index) => `${levelWord(histogram.levels[index]!)} ${count}`);
+  const totals = levelTotals(histogram).map(
+    (count, index) => `${levelWord(histogram.levels[index]!)} ${count}`,
+  );
   return (
     <>
-      <Legend histogram={histogram} hovered={histogram.counts[hovered ?? -1] ? hovered : null} zone={zone} />
-      <div ref={host} class="plot" role="img" aria-label={`Alerts over time: ${totals.join(', ')}`} />
+      <Legend
+        histogram={histogram}
+        hovered={histogram.counts[hovered ?? -1] ? hovered : null}
+        zone={zone}
+      />
+      <div
+        ref={host}
+        class="plot"
+        role="img"
+        aria-label={`Alerts over time: ${totals.join(', ')}`}
+      />
     </>
   );
 }

@@ -19,7 +19,9 @@ export function Notice({ kind, children }: { kind: 'bad' | 'plain'; children: Co
 }
 
 function whenText(ms: number | null, zone: Zone): string {
-  return ms === null ? 'never since this page was opened' : `${shortStamp(Math.floor(ms / 1000) * 1000, zone)} ${zone.name}`;
+  return ms === null
+    ? 'never since this page was opened'
+    : `${shortStamp(Math.floor(ms / 1000) * 1000, zone)} ${zone.name}`;
 }
 
 function goodText(log: Log, zone: Zone): string {
@@ -30,13 +32,16 @@ function goodText(log: Log, zone: Zone): string {
 export function SilentNotice({ lastAnswer, zone }: { lastAnswer: number | null; zone: Zone }) {
   return (
     <Notice kind="bad">
-      <b>This server does not answer.</b> Last answer: {whenText(lastAnswer, zone)}. Trying again every few seconds;
-      what is shown is from before.
+      <b>This server does not answer.</b> Last answer: {whenText(lastAnswer, zone)}. Trying again
+      every few seconds; what is shown is from before.
     </Notice>
   );
 }
 
-const LOG_TITLES = { missing: 'The log is missing.', unreadable: 'The log cannot be read.' } as const;
+const LOG_TITLES = {
+  missing: 'The log is missing.',
+  unreadable: 'The log cannot be read.',
+} as const;
 
 export function LogNotice({ log, zone, shown }: { log: Log; zone: Zone; shown: boolean }) {
   if (log.state === 'ok') return null;
@@ -89,7 +94,11 @@ export function NothingMatches({ view, change, zone }: EmptyProps) {
       <p>Take a filter away:</p>
       <div class="chips">
         {chips.map((chip) => (
-          <button key={`${chip.kind} ${chip.value}`} type="button" onClick={() => change(chip.without)}>
+          <button
+            key={`${chip.kind} ${chip.value}`}
+            type="button"
+            onClick={() => change(chip.without)}
+          >
             Without {chip.excluded ? 'not ' : ''}
             {chip.kind} {chipText(chip, view, zone)}
           </button>

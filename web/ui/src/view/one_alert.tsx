@@ -42,12 +42,13 @@ function useAlert(name: string): Found {
 }
 
 function Fault({ failure, name }: { failure: Failure; name: string }) {
-  if (failure.kind === 'silent') return <Notice kind="bad">This server does not answer. Trying again.</Notice>;
+  if (failure.kind === 'silent')
+    return <Notice kind="bad">This server does not answer. Trying again.</Notice>;
   if (failure.problem.status !== 404) return <FailureNotice failure={failure} />;
   return (
     <Notice kind="bad">
-      <b>The alert {visible(name)} is not here.</b> It may have made room for newer ones, or has not reached this
-      server.
+      <b>The alert {visible(name)} is not here.</b> It may have made room for newer ones, or has not
+      reached this server.
     </Notice>
   );
 }

@@ -41,7 +41,11 @@ function PageField({ answer, change }: Omit<Props, 'view'>) {
 export function Pager({ answer, view, change }: Props) {
   const last = answer.pages - 1;
   const turn = (label: string, page: number) => (
-    <button type="button" disabled={page === answer.page || page < 0 || page > last} onClick={() => change({ page })}>
+    <button
+      type="button"
+      disabled={page === answer.page || page < 0 || page > last}
+      onClick={() => change({ page })}
+    >
       {label}
     </button>
   );
@@ -55,7 +59,10 @@ export function Pager({ answer, view, change }: Props) {
       {turn('Last', last)}
       <label class="size">
         Alerts on a page{' '}
-        <select value={view.size} onChange={(event) => change({ size: Number(event.currentTarget.value) })}>
+        <select
+          value={view.size}
+          onChange={(event) => change({ size: Number(event.currentTarget.value) })}
+        >
           {sizes.map((size) => (
             <option key={size} value={size}>
               {size}

@@ -2,20 +2,31 @@
 import type { Held, Status } from '../api';
 import { type Health, healthOf, type ServerLine, serverLines, stateText } from '../servers';
 import { counted, holeText, numberText, visible } from '../texts';
-import { localText, type Zone } from '../time';
+import { ageText, localMs, localText, type Zone } from '../time';
 import { Icon } from './icons';
 
 const NAMED_MAX = 8; // servers that the line at the top names
 
-const HEALTH_ICON = { good: 'good', bad: 'warning', unknown: 'other' } as const satisfies Record<Health, string>;
+const HEALTH_ICON = { good: 'good', bad: 'warning', unknown: 'other' } as const satisfies Record<
+  Health,
+  string
+>;
 
-function Pill({ line, status }: { line: ServerLine; status: Status }) {
+// How long a server has said nothing, by this server's clock.
+function lastAnswerText({ peer }: ServerLine, status: Status, zone: Zone): string {
+  const ms = peer === null ? NaN : localMs(peer.last_answer, zone);
+  return Number.isNaN(ms) ? '' : `, last answer ${ageText(ms, Date.parse(status.now))}`;
+}
+
+function Pill({ line, status, zone }: { line: ServerLine; status: Status; zone: Zone }) {
   const health = healthOf(line, status);
+  const text =
+    stateText(line, status) + (health === 'good' ? '' : lastAnswerText(line, status, zone));
   return (
-    <li class={`pill is-${health}`} title={stateText(line, status)}>
+    <li class={`pill is-${health}`} title={text}>
       <Icon name={HEALTH_ICON[health]} />
       {visible(line.server)}
-      {(health !== 'good' || line.here) && <span class="pill-state">{stateText(line, status)}</span>}
+      {(health !== 'good' || line.here) && <span class="pill-state">{text}</span>}
     </li>
   );
 }
@@ -49,11 +60,12 @@ function Verdict({ status }: { status: Status }) {
 
 interface SummaryProps {
   status: Status;
+  zone: Zone;
   open: boolean;
   onToggle: () => void;
 }
 
-export function ServersSummary({ status, open, onToggle }: SummaryProps) {
+export function ServersSummary({ status, zone, open, onToggle }: SummaryProps) {
   const { count, capacity } = status.log;
   const lines = pillLines(status);
   const others = serverLines(status).filter((line) => line.peer !== null).length + 1 - lines.length;
@@ -62,7 +74,7 @@ export function ServersSummary({ status, open, onToggle }: SummaryProps) {
       <Verdict status={status} />
       <ul class="pills">
         {lines.map((line) => (
-          <Pill key={line.server} line={line} status={status} />
+          <Pill key={line.server} line={line} status={status} zone={zone} />
         ))}
         {others > 0 && <li class="pill">{counted(others, 'other server')}</li>}
       </ul>
@@ -70,7 +82,13 @@ export function ServersSummary({ status, open, onToggle }: SummaryProps) {
         <meter min={0} max={Math.max(capacity, 1)} value={count} aria-label="Alerts in the log" />
         {numberText(count)} of {numberText(capacity)}
       </span>
-      <button type="button" class="toggle" aria-expanded={open} aria-controls="servers" onClick={onToggle}>
+      <button
+        type="button"
+        class="toggle"
+        aria-expanded={open}
+        aria-controls="servers"
+        onClick={onToggle}
+      >
         Servers
       </button>
     </section>
@@ -109,7 +127,10 @@ function LogFacts({ status, zone }: { status: Status; zone: Zone }) {
     ['Log', log.path],
     ['Oldest alert kept', log.oldest === null ? 'none' : localText(log.oldest, zone)],
     ['Newest alert', log.newest === null ? 'none' : localText(log.newest, zone)],
-    ['Daemon', daemon.reachable ? (daemon.status?.state ?? 'answers') : `not reachable: ${daemon.cause}`],
+    [
+      'Daemon',
+      daemon.reachable ? (daemon.status?.state ?? 'answers') : `not reachable: ${daemon.cause}`,
+    ],
     ['Waiting to be stored', counted(daemon.status?.intake?.waiting ?? 0, 'alert')],
     ['Version', status.version],
   ];
@@ -135,7 +156,11 @@ export function ServersPanel({ status, zone }: { status: Status; zone: Zone }) {
               <th scope="col">Server</th>
               <th scope="col">State</th>
               <th scope="col">Last answer, {zone.name}</th>
-              <th scope="col" class="number" title="Alerts that this server raised and the other has not acknowledged">
+              <th
+                scope="col"
+                class="number"
+                title="Alerts that this server raised and the other has not acknowledged"
+              >
                 Behind by
               </th>
               <th scope="col" class="number">

@@ -23,7 +23,12 @@ function Head({ zone }: { zone: Zone }) {
     <thead role="rowgroup">
       <tr role="row">
         {COLUMNS.map((name) => (
-          <th key={name} role="columnheader" scope="col" class={`cell-${name.toLowerCase() || 'open'}`}>
+          <th
+            key={name}
+            role="columnheader"
+            scope="col"
+            class={`cell-${name.toLowerCase() || 'open'}`}
+          >
             {name === '' ? <span class="unseen">Details</span> : name}
             {name === 'Raised' && <span class="zone"> {zone.name}</span>}
           </th>
@@ -96,7 +101,9 @@ export function AlertTable({ alerts, view, change, zone }: Props) {
     const onToggle = (name: string) => change({ open: name === view.open ? '' : name });
     return alerts.flatMap((alert) => {
       const open = alert.alert === view.open;
-      const row = <Row key={alert.alert} alert={alert} open={open} zone={zone} onToggle={onToggle} />;
+      const row = (
+        <Row key={alert.alert} alert={alert} open={open} zone={zone} onToggle={onToggle} />
+      );
       if (!open) return [row];
       return [
         row,

@@ -51,4 +51,3 @@ export function valueHandlers(view: View, change: ChangeView) {
     },
   };
 }
-
