@@ -62,7 +62,11 @@ class BadNetwork : public ClusterTest {
   }
 
   // Alerts that a server has sent to another one in vain.
-  int given_up(int i, int other) const { return cluster_.peer(i, other).value("given_up", 0); }
+  // 0 also while the daemon does not answer.
+  int given_up(int i, int other) const {
+    const nlohmann::json peer = cluster_.peer(i, other);
+    return peer.is_object() ? peer.value("given_up", 0) : 0;
+  }
 
   // Whether a server to which it was silent has announced itself to the server.
   bool is_greeted(int i) const {

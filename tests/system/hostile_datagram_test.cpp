@@ -134,8 +134,8 @@ class HostileDatagrams : public ClusterTest {
   }
 
   std::map<std::string, uint64_t> refused() const {
-    return cluster_.server(0).status()["network"].value("refused",
-                                                        std::map<std::string, uint64_t>());
+    return cluster_.server(0).status().value(nlohmann::json::json_pointer("/network/refused"),
+                                             std::map<std::string, uint64_t>());
   }
   const std::map<std::string, uint64_t>& expected() const { return expected_; }
   pid_t daemon() { return cluster_.daemon(0).pid(); }

@@ -37,7 +37,9 @@ class Life : public ::testing::Test {
   }
   // The capacity of the log as the daemon tells it.
   bool has_capacity(int records) const {
-    return eventually([&] { return server_.status()["log"].value("capacity", 0) == records; });
+    return eventually([&] {
+      return server_.status().value(nlohmann::json::json_pointer("/log/capacity"), 0) == records;
+    });
   }
 
   // SIGHUP, and the daemon has done with it.
@@ -77,7 +79,9 @@ TEST_F(Life, SigtermAmongAlertsLosesNone) {
   for (uint32_t round = 0; round < 3; ++round) {
     const auto daemon = server_.start_daemon();
     alt_test::Child program([round] { return raise_alerts(round * 500 + 1, round * 500 + 500); });
-    EXPECT_TRUE(eventually([&] { return server_.status()["intake"].value("stored", 0) > 20; }));
+    EXPECT_TRUE(eventually([&] {
+      return server_.status().value(nlohmann::json::json_pointer("/intake/stored"), 0) > 20;
+    }));
     EXPECT_EQ(0, Server::stop(daemon.get()));
     EXPECT_EQ(0, program.wait());
   }
@@ -217,7 +221,9 @@ TEST_F(Life, StatusTellsLogAndIntake) {
   const auto daemon = server_.start_daemon();
   raise_and_wait(1, 5);
   alt_test::write_file(server_.store("alerttmp.alt"), "broken");
-  ASSERT_TRUE(eventually([&] { return server_.status()["intake"].value("set_aside", 0) == 1; }));
+  ASSERT_TRUE(eventually([&] {
+    return server_.status().value(nlohmann::json::json_pointer("/intake/set_aside"), 0) == 1;
+  }));
   const auto status = server_.status();
   EXPECT_EQ(daemon->pid(), status.value("pid", 0));
   EXPECT_EQ("running", status.value("state", ""));
