@@ -34,8 +34,9 @@ const VIEWS = {
   'with one alert alone': (page) => page.locator('.one-alert dl').waitFor(),
 };
 const PATHS = {
-  'with an open row, filters and the panel': '/?panel=servers&level=2&level=3&module=!backup',
-  'with the help': '/',
+  'with an open row, filters and the panel':
+    '/?size=25&panel=servers&level=2&level=3&module=!backup',
+  'with the help': '/?size=25',
   'with nothing found': '/?text=never+said',
   'with one alert alone': '/?alert=',
 };
@@ -53,7 +54,7 @@ for (const colorScheme of ['light', 'dark']) {
 }
 
 test('the page is narrow, with its values open: the checker has nothing against it', async (t) => {
-  const page = await shared.open(t, '/', { viewport: { width: 390, height: 844 } });
+  const page = await shared.open(t, '/?size=25', { viewport: { width: 390, height: 844 } });
   await found(page, 300);
   await page.getByRole('button', { name: 'Values and counts' }).click();
   await page.locator('[data-row]').first().click();

@@ -7,7 +7,7 @@ import { useServer } from './support/fixture.mjs';
 
 const FULL = 10_000;
 const HOURS = 8;
-const STEP_MS = 180_000;
+const STEP_MS = 60_000;
 const GROWTH_MAX = 1_000_000; // bytes
 const shared = useServer(() => usualAlerts(FULL));
 
@@ -29,7 +29,7 @@ async function flood(server, count) {
 
 // The clock of the page goes on by some hours; the server is asked for its state all along.
 async function passTime(page, hours) {
-  for (let ms = 0; ms < hours * 3600_000; ms += STEP_MS) await page.clock.runFor(STEP_MS);
+  for (let ms = 0; ms < hours * 3600_000; ms += STEP_MS) await page.clock.fastForward(STEP_MS);
 }
 
 test('the page is live for eight hours and 10,000 alerts: what it holds stays the same', async (t) => {

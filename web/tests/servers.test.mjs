@@ -10,6 +10,7 @@ import { SCREENSHOTS } from './support/server.mjs';
 let cluster;
 let browser;
 before(async () => {
+  mkdirSync(SCREENSHOTS, { recursive: true });
   [cluster, browser] = await Promise.all([startCluster(), launch()]);
 });
 after(async () => {
@@ -34,7 +35,6 @@ for (const [width, height] of WIDTHS) {
       await found(page, cluster.total);
       await page.locator('.plot canvas').waitFor();
       await page.locator('.stream', { hasText: 'Live' }).waitFor();
-      mkdirSync(SCREENSHOTS, { recursive: true });
       await page.screenshot({ path: join(SCREENSHOTS, `page-${width}-${colorScheme}.png`) });
       await page.locator('[data-row]').nth(1).click();
       await page.locator('.row-details').waitFor();
@@ -63,7 +63,7 @@ test('all servers answer: the picture is complete, and the panel has each of the
     assert.match(await line(page, peer).textContent(), /answering/);
   const held = await cluster.servers[0].get('status').then((status) => status.held);
   for (const { server, count } of held) {
-    assert.equal(await line(page, server).locator('td').nth(3).textContent(), String(count));
+    assert.equal(await line(page, server).locator('td').nth(4).textContent(), String(count));
   }
 });
 
@@ -76,6 +76,8 @@ test('a server ends and alerts follow: it is silent and behind, until it is back
   await verdict(page).getByText('may be incomplete: east does not answer (silent)').waitFor();
   assert.match(await line(page, 'east').textContent(), /silent/);
   await page.locator('.pill', { hasText: /east.*silent, last answer \d+ s ago/ }).waitFor();
+  await page.screenshot({ path: join(SCREENSHOTS, 'incomplete-1280-light.png') });
+  await line(page, 'east').locator('td').nth(3).getByText('1', { exact: true }).waitFor();
   await last.startDaemon();
   await verdict(page).getByText('Complete').waitFor();
 });

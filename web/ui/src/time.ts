@@ -49,15 +49,16 @@ export function shortStamp(ms: number, zone: Zone): string {
 }
 
 // The offset of the nearest alert that is known, so that the hour of summer time counts where it
-// was in force; `now` where there is none.
-export function offsetFrom(alerts: readonly Alert[], now: number): Offset {
+// was in force. `now` is that of the present, null while it is not known.
+export function offsetFrom(alerts: readonly Alert[], now: number | null): Offset {
   const known: { at: number; minutes: number }[] = [];
   for (const alert of alerts) {
     const at = alert.raised_utc === null ? NaN : Date.parse(alert.raised_utc);
     const minutes = (wallMs(alert.raised) - at) / MINUTE_MS;
     if (Number.isFinite(minutes)) known.push({ at, minutes });
   }
-  known.push({ at: Date.now(), minutes: now });
+  if (now !== null) known.push({ at: Date.now(), minutes: now });
+  if (known.length === 0) return () => 0;
   return (ms) =>
     known.reduce((best, one) => (Math.abs(one.at - ms) < Math.abs(best.at - ms) ? one : best))
       .minutes;

@@ -51,6 +51,11 @@ test('no alert is known: the offset of now counts', () => {
   assert.equal(offsetFrom([], 330)(NOON), 330);
 });
 
+test('the offset of now is not known: that of the alerts counts, if there are any', () => {
+  assert.equal(offsetFrom([SUMMER], null)(Date.now()), 120);
+  assert.equal(offsetFrom([], null)(NOON), 0);
+});
+
 test('an alert is shown: as it is stored, or in UTC when that is known', () => {
   assert.equal(raisedText(SUMMER, 'server'), SUMMER.raised);
   assert.equal(raisedText(SUMMER, 'utc'), '2026/07/01 12:00:00.500');

@@ -24,7 +24,7 @@ const NO_ALERTS: never[] = [];
 function useZone(view: View, watch: Watch, search: Search): Zone {
   const alerts = search.answer?.alerts ?? NO_ALERTS;
   const name = watch.status?.zone ?? 'server time';
-  const minutes = watch.status?.offset_minutes ?? 0;
+  const minutes = watch.status?.offset_minutes ?? null;
   return useMemo(
     () => makeZone(view.zone, name, offsetFrom(alerts, minutes)),
     [view.zone, name, minutes, alerts],

@@ -114,6 +114,7 @@ function ServerRow({ line, status, zone }: { line: ServerLine; status: Status; z
       <td>{stateText(line, status)}</td>
       <td>{peer === null ? '–' : localText(peer.last_answer, zone) || 'never'}</td>
       <td class="number">{peer === null ? '–' : numberText(peer.unacknowledged)}</td>
+      <td class="number">{peer === null ? '–' : numberText(peer.given_up)}</td>
       <td class="number">{numberText(held?.count ?? 0)}</td>
       <td class="number">{held === null ? '–' : `${held.first}–${held.last}`}</td>
       <td>{held === null ? '–' : holesText(held)}</td>
@@ -162,6 +163,13 @@ export function ServersPanel({ status, zone }: { status: Status; zone: Zone }) {
                 title="Alerts that this server raised and the other has not acknowledged"
               >
                 Behind by
+              </th>
+              <th
+                scope="col"
+                class="number"
+                title="Alerts that the other has not acknowledged in time since the daemon began: it fetches them when it is back"
+              >
+                Given up
               </th>
               <th scope="col" class="number">
                 Held here
