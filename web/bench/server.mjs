@@ -1,20 +1,17 @@
-// Figures of the front end with a full log, printed, not judged: node web/bench/figures.mjs
+// Figures of the server with a full log, printed, not judged: node web/bench/server.mjs
 // Times in ms: median and worst. Each kind of request is also told as a multiple of the cheapest
 // one of the same run, /-/healthy, so that figures of different machines can be compared.
 import { readFileSync } from 'node:fs';
 import http from 'node:http';
 import { usualAlerts } from '../tests/support/alerts.mjs';
 import { eventually, pause, Server } from '../tests/support/server.mjs';
+import { median, show, worst } from './times.mjs';
 
 const REQUESTS = ['/-/healthy', '/api/v1/alerts', '/api/v1/alerts?level=3', '/api/v1/alerts?server=north&level=2', '/api/v1/alerts?text=disk', '/api/v1/alerts?page=99', '/api/v1/facets', '/api/v1/facets?text=disk&level=3', '/api/v1/histogram', '/api/v1/status', '/metrics', '/api/v1/alerts?format=jsonl', '/api/v1/alerts?format=csv'];
 const ROUNDS = 21;
 const STREAMS = 500;
 
 const server = new Server();
-const sorted = (values) => [...values].sort((a, b) => a - b);
-const median = (values) => sorted(values)[Math.floor(values.length / 2)];
-const worst = (values) => Math.max(...values);
-const show = (ms) => ms.toFixed(1).padStart(7);
 const residentMb = () => Number(/VmRSS:\s+(\d+)/.exec(readFileSync(`/proc/${server.web.pid}/status`, 'utf8'))[1]) / 1000;
 
 async function timed(path) {
