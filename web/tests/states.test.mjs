@@ -46,11 +46,14 @@ test('nothing matches: one button shows all alerts', async (t) => {
 test('the log was never there: the page says that it is missing, and shows it once it is', async (t) => {
   const server = new Server();
   t.after(() => server.stop());
+  server.fill(usualAlerts(50));
+  await server.startDaemon();
+  await server.stopDaemon();
+  renameSync(server.store('alertlog.alt'), server.store('away'));
   await server.startWeb();
   const page = await openPage(t, browser, server);
   await page.locator('.notice', { hasText: 'The log is missing.' }).waitFor();
-  server.fill(usualAlerts(50));
-  await server.startDaemon();
+  renameSync(server.store('away'), server.store('alertlog.alt'));
   await found(page, 50);
   await page.locator('.notice', { hasText: 'The log is missing.' }).waitFor({ state: 'detached' });
 });

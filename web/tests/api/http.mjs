@@ -1,7 +1,7 @@
 // Requests to the server under test, well-formed and otherwise.
 import { connect } from 'node:net';
 
-const PATIENCE_MS = 1500; // for an answer; some get none
+const PATIENCE_MS = 5000; // for an answer; some get none
 
 export function query(parameters) {
   const search = new URLSearchParams();

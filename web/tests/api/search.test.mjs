@@ -4,7 +4,7 @@ import assert from 'node:assert/strict';
 import { appendFileSync } from 'node:fs';
 import { after, before, test } from 'node:test';
 import { intakeLine, makeAlert, usualAlerts } from '../support/alerts.mjs';
-import { pause, Server } from '../support/server.mjs';
+import { eventually, pause, Server } from '../support/server.mjs';
 import { get, json } from './http.mjs';
 import { fits, nameOf, readLog } from './log_file.mjs';
 
@@ -99,7 +99,7 @@ test('an alert is found as soon as it is stored', async () => {
   for (let i = 0; i < 20; ++i) {
     server.raise({ message: `as soon as stored ${i}` });
     const stored = () => log().some(({ message }) => message === `as soon as stored ${i}`);
-    while (!stored()) await pause(1);
+    for (let wait = 0; wait < 20_000 && !stored(); ++wait) await pause(1);
     const page = await json(server, '/api/v1/alerts', { text: `as soon as stored ${i}` });
     assert.equal(page.alerts.length, 1, `alert ${i}`);
   }
@@ -111,7 +111,7 @@ test('pages tell when the log has moved on since the first one', async () => {
   assert.equal((await json(server, '/api/v1/alerts', { size: 10, page: 1, revision })).moved_on, false);
   server.raise({ message: 'moves on' });
   const moved = async () => (await json(server, '/api/v1/alerts', { size: 10, page: 1, revision })).moved_on;
-  while (!(await moved())) await pause(10);
+  await eventually('told', moved);
 });
 
 test('an export is the log at one moment', async () => {
