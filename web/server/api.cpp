@@ -24,13 +24,19 @@ constexpr int64_t kSizeMax = 1000;
 constexpr int64_t kSizeUsual = 100;
 constexpr int64_t kConsideredMax = 100000000;
 constexpr size_t kCursorMax = 200;
-constexpr size_t kIdMax = 64;  // bytes of a revision or of the id of an event
+constexpr long kExportsMax = 8;  // at a time: each keeps the log as it was
+constexpr size_t kIdMax = 64;    // bytes of a revision or of the id of an event
 
 // Ends a request with an answer that is no success.
 struct Refusal {
   Problem kind;
   std::string detail;
 };
+
+Response too_many_exports() {
+  constexpr unsigned kComeAgain_s = 5;
+  return problem_for_now(Problem::kTooManyRequests, "too many exports are under way", kComeAgain_s);
+}
 
 Response json_response(const Json& document) {
   Response response;
@@ -90,18 +96,26 @@ Json histogram_json(const Histogram& histogram, size_t total, const LogView& vie
           {"counts", histogram.buckets}};
 }
 
-// The newest by the library; by the copy where the library cannot.
+// As the library tells them, unless that is not what the log holds: its index may be damaged.
+bool same_alerts(std::vector<ALERT_RECORD_INFO> told, const std::vector<ALERT_RECORD_INFO>& held) {
+  std::sort(told.begin(), told.end(), [](const ALERT_RECORD_INFO& a, const ALERT_RECORD_INFO& b) {
+    return is_earlier(b, a);
+  });
+  return std::equal(told.begin(), told.end(), held.begin(), held.end(),
+                    [](const ALERT_RECORD_INFO& a, const ALERT_RECORD_INFO& b) {
+                      return !is_earlier(a, b) && !is_earlier(b, a);
+                    });
+}
+
 std::vector<ALERT_RECORD_INFO> newest(const LogView& view, int64_t count) {
   const AlertList& all = view.snapshot()->alerts();
-  std::vector<ALERT_RECORD_INFO> alerts(std::min(static_cast<size_t>(count), all.size()));
-  const bool readable = view.condition() == LogCondition::kOk && !alerts.empty();
-  const int got = readable ? alert_get_last(alerts.data(), static_cast<int>(alerts.size())) : -1;
-  if (got >= 0) {
-    alerts.resize(static_cast<size_t>(got));
-    return alerts;
-  }
-  for (size_t i = 0; i < alerts.size(); ++i) alerts[i] = *all[all.size() - 1 - i];
-  return alerts;
+  std::vector<ALERT_RECORD_INFO> held(std::min(static_cast<size_t>(count), all.size()));
+  for (size_t i = 0; i < held.size(); ++i) held[i] = *all[all.size() - 1 - i];
+  if (view.condition() != LogCondition::kOk || held.empty()) return held;
+  std::vector<ALERT_RECORD_INFO> told(held.size());
+  const int got = alert_get_last(told.data(), static_cast<int>(told.size()));
+  told.resize(static_cast<size_t>(std::max(got, 0)));
+  return same_alerts(told, held) ? told : held;
 }
 
 struct RecentPage {
@@ -124,16 +138,16 @@ RecentPage recent_of_copy(const Snapshot& snapshot, int total, int size, int pag
 }
 
 RecentPage recent_page(const LogView& view, int total, int size, int page) {
-  RecentPage found;
-  found.alerts.resize(static_cast<size_t>(size));
+  const RecentPage held = recent_of_copy(*view.snapshot(), total, size, page);
+  if (view.condition() != LogCondition::kOk || held.considered == 0) return held;
+  RecentPage told{.considered = 0, .page = page};
+  told.alerts.resize(static_cast<size_t>(size));
   int got = size;
-  found.page = page;
-  found.considered = view.condition() == LogCondition::kOk
-                         ? get_alert_by_count(total, &got, &found.page, found.alerts.data())
-                         : -1;
-  if (found.considered < 0) return recent_of_copy(*view.snapshot(), total, size, page);
-  found.alerts.resize(found.considered > 0 ? static_cast<size_t>(got) : 0);
-  return found;
+  told.considered = get_alert_by_count(total, &got, &told.page, told.alerts.data());
+  told.alerts.resize(told.considered > 0 ? static_cast<size_t>(got) : 0);
+  const bool same = told.considered == held.considered && told.page == held.page &&
+                    same_alerts(told.alerts, held.alerts);
+  return same ? told : held;
 }
 
 }  // namespace
@@ -195,7 +209,8 @@ Response Api::alerts(const Request& request) {
   LogView& view = *parts_.view;
   const bool paged = parameters.has("page") || parameters.has("size") || wanted.behind.has_value();
   if (form != AlertForm::kJson && !paged) {
-    return export_all(view.snapshot(), criteria.query(), form);
+    if (exports_.use_count() > kExportsMax) return too_many_exports();
+    return export_all(view.snapshot(), criteria.query(), form, exports_);
   }
   const FoundPage found = search(&view, criteria, wanted);
   if (found.by_index) ++counters_.index_searches;
@@ -217,9 +232,13 @@ Response Api::one_alert(const Request& request) {
   }
   need_log();
   const std::string_view server = name.substr(0, slash);
-  for (const ALERT_RECORD_INFO& alert : parts_.view->snapshot()->records()) {
-    if (alert.alert_id != id || field_text(alert.szServer) != server) continue;
-    return json_response({{"log", log_json(*parts_.view)}, {"alert", alert_json(alert)}});
+  const AlertList& all = parts_.view->snapshot()->alerts();
+  // The newest: a server that has lost its ids may give one again.
+  const auto found = std::find_if(all.rbegin(), all.rend(), [&](const ALERT_RECORD_INFO* alert) {
+    return alert->alert_id == id && field_text(alert->szServer) == server;
+  });
+  if (found != all.rend()) {
+    return json_response({{"log", log_json(*parts_.view)}, {"alert", alert_json(**found)}});
   }
   throw Refusal{Problem::kNotFound, "the log does not hold " + in_quotes(name)};
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "alert_forms.h"
@@ -56,6 +57,7 @@ class Api {
 
   Parts parts_;
   Counters counters_;
+  std::shared_ptr<const char> exports_ = std::make_shared<const char>();  // each export has a share
 };
 
 }  // namespace qel::web

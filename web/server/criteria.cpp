@@ -70,6 +70,11 @@ bool is_plain_name(const Choice<std::string>& choice) {
   return is_plain(choice) && (choice.allowed.empty() || !choice.allowed[0].ends_with(' '));
 }
 
+// The library compares event ids as numbers, so that "042" and "42x" would be 42.
+bool is_plain_event(const Choice<std::string>& choice) {
+  return is_plain(choice) && (choice.allowed.empty() || is_plain_number(choice.allowed[0]));
+}
+
 template <size_t N>
 void copy(const std::string& text, char (&field)[N]) {
   memcpy(field, text.data(), std::min(text.size(), N - 1));
@@ -81,6 +86,11 @@ void copy(const Choice<std::string>& choice, char (&field)[N]) {
 }
 
 }  // namespace
+
+bool is_plain_number(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos &&
+         (text.size() == 1 || text[0] != '0');
+}
 
 ParameterNames filters_and(const ParameterNames& more) {
   ParameterNames names = {"since", "until", "server", "module", "event", "level", "text"};
@@ -116,7 +126,7 @@ std::optional<ALERT_SEARCH_INFO> Criteria::plain() const {
       query_.level.allowed.empty() || query_.level.allowed[0].first == query_.level.allowed[0].last;
   const bool no_part = query_.part.allowed.empty() && query_.part.refused.empty();
   if (!is_plain_name(query_.server) || !is_plain_name(query_.module) ||
-      !is_plain_name(query_.event) || !is_plain(query_.level) || !one_level || !no_part) {
+      !is_plain_event(query_.event) || !is_plain(query_.level) || !one_level || !no_part) {
     return std::nullopt;
   }
   ALERT_SEARCH_INFO info{};

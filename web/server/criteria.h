@@ -2,6 +2,7 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 
 #include "alert_types.h"
 #include "alerts/query.h"
@@ -11,6 +12,9 @@ namespace qel::web {
 
 // The parameters that Criteria takes, and more.
 ParameterNames filters_and(const ParameterNames& more);
+
+// Digits without a zero before them.
+bool is_plain_number(std::string_view text);
 
 // The filters of a request. Times such as "-1h" count from `now`.
 class Criteria {

@@ -30,8 +30,10 @@ Response file_response(AlertForm form) {
 // Goes through the matches from the newest to the oldest.
 class Pieces {
  public:
-  Pieces(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form)
-      : snapshot_(std::move(snapshot)),
+  Pieces(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form,
+         std::shared_ptr<const char> share)
+      : share_(std::move(share)),
+        snapshot_(std::move(snapshot)),
         matches_(snapshot_->matching(query)),
         left_(matches_.size()),
         form_(form),
@@ -44,6 +46,7 @@ class Pieces {
   }
 
  private:
+  std::shared_ptr<const char> share_;
   std::shared_ptr<const Snapshot> snapshot_;  // owns what the matches point to
   AlertList matches_;
   size_t left_;
@@ -81,9 +84,10 @@ AlertForm form_wanted(const Request& request, const Parameters& parameters) {
   return first->form;
 }
 
-Response export_all(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form) {
+Response export_all(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form,
+                    std::shared_ptr<const char> share) {
   Response response = file_response(form);
-  response.pieces = Pieces(std::move(snapshot), query, form);
+  response.pieces = Pieces(std::move(snapshot), query, form, std::move(share));
   return response;
 }
 

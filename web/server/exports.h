@@ -16,8 +16,10 @@ enum class AlertForm { kJson, kJsonLines, kCsv };
 // BadParameter.
 AlertForm form_wanted(const Request& request, const Parameters& parameters);
 
-// All alerts that match, newest first; made piece by piece while they are sent.
-Response export_all(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form);
+// All alerts that match, newest first; made piece by piece while they are sent. `share` is kept as
+// long as that takes.
+Response export_all(std::shared_ptr<const Snapshot> snapshot, const Query& query, AlertForm form,
+                    std::shared_ptr<const char> share);
 
 // These alerts, in their order.
 Response export_page(const std::vector<ALERT_RECORD_INFO>& alerts, AlertForm form);

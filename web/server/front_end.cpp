@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "alerts/failure.h"
-#include "alerts/record_text.h"
 #include "openapi.h"
 #include "search.h"
 
@@ -17,8 +16,6 @@ namespace qel::web {
 namespace {
 
 constexpr uint64_t kSecond_us = 1'000'000;
-// Under a storm of alerts the log is read again after this many times what a reading takes.
-constexpr int kPauseFactor = 4;
 
 daemon::Event event_loop() {
   daemon::Event event = daemon::make_event_loop();
@@ -141,11 +138,6 @@ Response FrontEnd::answer(const Request& request) {
 // Streams are woken by the loop: an answer is just being made for one of their neighbours.
 void FrontEnd::tell_news() {
   if (view_.next_event() == told_) return;
-  for (uint64_t i = std::max(told_, view_.first_event()); i < view_.next_event(); ++i) {
-    const LogEvent& event = view_.event(i);
-    if (event.kind != LogEvent::Kind::kAlert) continue;
-    ++api_.counters().new_alerts[std::string(field_text(event.alert.szLevel))];
-  }
   told_ = view_.next_event();
   sd_event_source_set_enabled(news_.get(), SD_EVENT_ONESHOT);
 }
@@ -163,8 +155,8 @@ int FrontEnd::on_bell(sd_event_source*, int, uint32_t, void* self) {
 }
 
 void FrontEnd::read_soon() {
-  const auto pause = reading_time_ * kPauseFactor - (Clock::now() - read_at_);
-  if (pause <= Clock::duration::zero()) return read_now();
+  const auto pause = view_.wait_for_news();
+  if (pause.count() <= 0) return read_now();
   const auto pause_us = std::chrono::ceil<std::chrono::microseconds>(pause).count();
   sd_event_source_set_time_relative(reading_due_.get(), static_cast<uint64_t>(pause_us));
   sd_event_source_set_enabled(reading_due_.get(), SD_EVENT_ONESHOT);
@@ -175,17 +167,17 @@ int FrontEnd::on_reading_due(sd_event_source*, uint64_t, void* self) {
   return 0;
 }
 
+// An answer may have read the log since the alert came; then it waits again for its turn.
 void FrontEnd::read_now() {
-  read_at_ = Clock::now();
-  view_.look();
-  reading_time_ = Clock::now() - read_at_;
+  view_.look(LogView::Pace::kForNews);
   tell_news();
+  if (view_.condition() == LogCondition::kOk && view_.is_behind()) read_soon();
 }
 
 // What no event has told, such as a log that was removed.
 int FrontEnd::on_second(sd_event_source* source, uint64_t, void* self) {
   auto* const front_end = static_cast<FrontEnd*>(self);
-  front_end->view_.look();
+  front_end->view_.look(LogView::Pace::kForNews);
   if (!front_end->view_.indexes().fault().empty()) check_indexes(&front_end->view_);
   front_end->tell_news();
   sd_event_source_set_time_relative(source, kSecond_us);

@@ -1,7 +1,6 @@
 // The running front end: the log, the daemon, the sockets and what moves them.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,8 +29,6 @@ class FrontEnd {
   int run();
 
  private:
-  using Clock = std::chrono::steady_clock;
-
   static int on_bell(sd_event_source*, int, uint32_t, void* self);
   static int on_second(sd_event_source*, uint64_t, void* self);
   static int on_reading_due(sd_event_source*, uint64_t, void* self);
@@ -59,8 +56,6 @@ class FrontEnd {
   daemon::Source reading_due_;
   daemon::Source news_;
   uint64_t told_;  // events before this one were told to the streams
-  Clock::time_point read_at_;
-  Clock::duration reading_time_{};
 };
 
 }  // namespace qel::web

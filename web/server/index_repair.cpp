@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "alert_index.h"
 #include "alerts/store.h"
 #include "common/paths.h"
@@ -26,9 +28,11 @@ void IndexRepair::repair() {
   const bool too_soon = last_removal_.has_value() && now - *last_removal_ < kPause;
   if (fault_.empty() || removed_ || too_soon) return;
   const StillStore still(StillStore::Purpose::kChange);
-  for (int type = 0; type < ALERT_INDEX_COUNT; ++type) unlink(store_path(idx_name[type]).text);
-  last_removal_ = now;
   removed_ = true;
+  for (int type = 0; type < ALERT_INDEX_COUNT; ++type) {
+    removed_ = (unlink(store_path(idx_name[type]).text) == 0 || errno == ENOENT) && removed_;
+  }
+  last_removal_ = now;
 }
 
 }  // namespace qel::web

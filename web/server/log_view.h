@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,10 +44,23 @@ class LogView {
 
   LogView();
 
-  // Reads the log again if it has changed since the last look. True when there are new events.
-  bool look();
-  // As look, whatever the log's marks say.
+  // Other work needs its time under a storm of alerts, too. For news the log is left alone after a
+  // reading for four times what that took, but not for more than 100 ms unless it took more.
+  // Answers shall be exact: for them it is read whenever it has changed, until readings have taken
+  // half of a second.
+  enum class Pace { kForAnswer, kForNews };
+
+  // Reads the log again if it has changed and the pace allows it; else the copy stays behind until
+  // a later look. True when there are new events.
+  bool look(Pace pace = Pace::kForAnswer);
+  // Whether the log has changed since it was read.
+  bool is_behind();
+  // How long until it may be read for news.
+  std::chrono::steady_clock::duration wait_for_news() const;
+  // As look, at once and whatever the log's marks say.
   bool read_again();
+  // This program has changed the log's header itself, through a search.
+  void has_written() { file_ = file_id(); }
 
   // The copy; never null. Whoever holds it keeps it as it was.
   std::shared_ptr<const Snapshot> snapshot() const { return snapshot_; }
@@ -61,6 +75,9 @@ class LogView {
 
   uint64_t first_event() const { return next_event_ - events_.size(); }
   uint64_t next_event() const { return next_event_; }
+  // Alerts that came since the start, by level.
+  const std::map<std::string, uint64_t>& new_alerts() const { return new_alerts_; }
+
   const LogEvent& event(uint64_t number) const { return events_[number - first_event()]; }
 
   static constexpr size_t kEventsMax = 4096;  // 3 MB
@@ -70,11 +87,16 @@ class LogView {
     uint64_t device = 0;
     uint64_t inode = 0;
     int64_t bytes = -1;
+    int64_t changed_s = 0;
+    int64_t changed_ns = 0;
     bool operator==(const FileId&) const = default;
   };
   static FileId file_id();
 
   bool has_changed() const;
+  void read();
+  bool may_read(Pace pace) const;
+  void note_reading(std::chrono::steady_clock::time_point begin);
   void adopt(Snapshot next);
   void set_condition(LogCondition condition, const std::string& cause);
   void add_event(LogEvent::Kind kind, const ALERT_RECORD_INFO* alert);
@@ -90,6 +112,13 @@ class LogView {
   std::optional<Clock::time_point> last_good_;
   std::optional<LogState> state_;
   FileId file_;
+  bool behind_ = false;
+  bool knows_start_ = false;  // whether the log was read, or known to be missing, at the start
+  std::chrono::steady_clock::time_point read_at_{};
+  std::chrono::steady_clock::duration reading_time_{};
+  std::chrono::steady_clock::time_point second_begin_{};  // a second, and what readings took in it
+  std::chrono::steady_clock::duration taken_{};
+  std::map<std::string, uint64_t> new_alerts_;
   std::deque<LogEvent> events_;
   uint64_t next_event_ = 1;
 

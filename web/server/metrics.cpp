@@ -122,10 +122,10 @@ void add_daemon(const DaemonLink& daemon, Families* families) {
   add_peers(status, families, [](const auto& peer) { return member_count(peer, "/given_up"); });
 }
 
-void add_own(const Counters& counters, size_t streams, Families* families) {
+void add_own(const LogView& view, const Counters& counters, size_t streams, Families* families) {
   families->begin(MetricType::Counter, "qelalert_new_alerts_total",
                   "Alerts that came while this program ran, by level.");
-  for (const auto& [level, count] : counters.new_alerts) {
+  for (const auto& [level, count] : view.new_alerts()) {
     families->add(static_cast<double>(count), {{"level", level}});
   }
   families->begin(MetricType::Counter, "qelalert_web_answers_total", "Answers by status.");
@@ -148,7 +148,7 @@ std::string metrics_text(const LogView& view, const DaemonLink& daemon, const Co
   add_log(view, &families);
   add_held(view, &families);
   add_daemon(daemon, &families);
-  add_own(counters, streams, &families);
+  add_own(view, counters, streams, &families);
   return families.text();
 }
 

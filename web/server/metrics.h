@@ -12,8 +12,7 @@ namespace qel::web {
 
 // What is counted since the start of the program.
 struct Counters {
-  std::map<int, uint64_t> answers{};             // by status
-  std::map<std::string, uint64_t> new_alerts{};  // by level
+  std::map<int, uint64_t> answers{};  // by status
   uint64_t index_searches = 0;
 };
 

@@ -33,6 +33,7 @@ class Parameters {
  public:
   // Refuses parameters that are not among `known`.
   Parameters(const Request& request, const ParameterNames& known);
+  Parameters(Request&&, const ParameterNames&) = delete;  // it keeps no copy
 
   bool has(std::string_view name) const;
   // All values, in their order.

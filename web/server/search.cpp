@@ -9,8 +9,6 @@
 namespace qel::web {
 namespace {
 
-constexpr int kTries = 3;  // of a search during which the log changed
-
 std::string as_hex(std::string_view bytes) {
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
@@ -117,10 +115,8 @@ Agreement compare(const IndexPage& index, const FoundPage& copy) {
 // The indexes compare event ids as numbers and times as whole texts. Alerts whose ids are no
 // numbers, or whose times are short, are found otherwise by them than by a look at the texts.
 bool is_ordinary(const ALERT_RECORD_INFO& alert) {
-  const std::string_view event = field_text(alert.szEventID);
-  const bool number = event.find_first_not_of("0123456789") == std::string_view::npos &&
-                      (event.size() == 1 || !event.starts_with('0'));
-  return number && field_text(alert.szServerTime).size() == ALERT_TIME_SIZE - 1;
+  return is_plain_number(field_text(alert.szEventID)) &&
+         field_text(alert.szServerTime).size() == ALERT_TIME_SIZE - 1;
 }
 
 bool all_ordinary(const Snapshot& snapshot) {
@@ -135,11 +131,15 @@ void drop_kept_result() {
   (void)search_indexes(nothing, {.page = 0, .size = 1});
 }
 
+// A log that was replaced without a trace is another reason for a difference than damage.
 void learn(LogView* view, Agreement agreement) {
   if (agreement != Agreement::kDifferent) return view->indexes().found_sound();
-  if (!all_ordinary(*view->snapshot())) return;
+  const std::string revision = view->revision();
+  view->read_again();
+  if (view->revision() != revision || !all_ordinary(*view->snapshot())) return;
   view->indexes().found_damaged();
   drop_kept_result();
+  view->has_written();
 }
 
 }  // namespace
@@ -163,28 +163,24 @@ std::optional<Position> Position::of_cursor(std::string_view cursor) {
 
 FoundPage search(LogView* view, const Criteria& criteria, const PageWanted& wanted) {
   const auto plain = criteria.plain();
-  for (int tries = 1;; ++tries) {
-    view->look();
-    const auto snapshot = view->snapshot();
-    FoundPage found = page_of(snapshot->matching(criteria.query()), wanted);
-    if (!plain.has_value() || wanted.behind.has_value() || tries > kTries ||
-        view->condition() != LogCondition::kOk) {
-      return found;
-    }
-    const IndexPage by_index = search_indexes(*plain, wanted);
-    const std::string revision = view->revision();
-    view->look();
-    if (view->revision() != revision) continue;  // the one may have seen an alert, the other not
-    const Agreement agreement = compare(by_index, found);
-    learn(view, agreement);
-    found.by_index = agreement == Agreement::kSame;
-    return found;
-  }
+  FoundPage found = page_of(view->snapshot()->matching(criteria.query()), wanted);
+  const bool by_index = plain.has_value() && !wanted.behind.has_value() &&
+                        view->condition() == LogCondition::kOk && !view->is_behind();
+  if (!by_index) return found;
+  const IndexPage indexed = search_indexes(*plain, wanted);
+  view->has_written();
+  // Of a log that has changed meanwhile, the one may have seen an alert and the other not.
+  if (view->is_behind()) return found;
+  const Agreement agreement = compare(indexed, found);
+  learn(view, agreement);
+  found.by_index = agreement == Agreement::kSame;
+  return found;
 }
 
 void check_indexes(LogView* view) {
   view->indexes().repair();
-  const Parameters none(Request{}, {});
+  const Request all;
+  const Parameters none(all, {});
   (void)search(view, Criteria(none), {.page = 0, .size = 1});
 }
 

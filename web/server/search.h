@@ -37,8 +37,8 @@ struct FoundPage {
   bool by_index = false;           // the library's search found them
 };
 
-// Looks at the log and searches it. Plain criteria go to the library's search, which works by the
-// indexes; its answer is held against the copy of the log that the view has, so that a damaged
+// Searches the log as the view has it. Plain criteria go to the library's search, which works by
+// the indexes; its answer is held against the copy of the log that the view has, so that a damaged
 // index is noticed: then view->indexes() tells, the copy answers, and the indexes are removed, to
 // be built again by their next user.
 FoundPage search(LogView* view, const Criteria& criteria, const PageWanted& wanted);

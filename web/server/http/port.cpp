@@ -105,6 +105,7 @@ bool Port::start(UniqueFd socket, const Limits& limits, const Certificate* certi
       flags, 0, nullptr, nullptr, on_request, this,
       MHD_OPTION_LISTEN_SOCKET, own,
       MHD_OPTION_CONNECTION_LIMIT, limits.connections,
+      MHD_OPTION_PER_IP_CONNECTION_LIMIT, limits.connections_per_address,
       MHD_OPTION_CONNECTION_MEMORY_LIMIT, limits.head_bytes,
       MHD_OPTION_CONNECTION_TIMEOUT, limits.idle_seconds,
       MHD_OPTION_URI_LOG_CALLBACK, on_target, nullptr,

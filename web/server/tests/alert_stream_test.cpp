@@ -46,7 +46,7 @@ class Stream : public alt_test::StoreTest {
   std::string told(AlertStream* stream) { return names_of(parse(stream->take(kPlenty))); }
   void add(uint32_t first, uint32_t last) {
     store(first, last);
-    view().look();
+    view().read_again();
   }
   LogView& view() {
     if (view_ == nullptr) view_ = std::make_unique<LogView>();

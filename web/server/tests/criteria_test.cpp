@@ -129,6 +129,9 @@ TEST(Criteria, RicherOnesHaveNoSuchForm) {
                                                       {{"text", "x"}},
                                                       {{"text", "!x"}},
                                                       {{"module", "blank at end "}},
+                                                      {{"event", "042"}},
+                                                      {{"event", "42x"}},
+                                                      {{"event", " 42"}},
                                                       {{"event", "!1042"}},
                                                       {{"event", "1"}, {"event", "2"}}};
   for (const auto& parameters : richer) {

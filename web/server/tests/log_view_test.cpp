@@ -134,12 +134,48 @@ TEST_F(View, LogThatIsEmptyAsAFileIsNotTouched) {
   EXPECT_EQ(0, access(log().c_str(), F_OK));
 }
 
-TEST_F(View, AlertsOfALogThatCouldNotBeReadAtFirstAreNoNews) {
+TEST_F(View, AlertsOfALogThatWasMissingAtFirstAreNews) {
   LogView view;
   const uint64_t from = view.next_event();
   store(1, 3);
   EXPECT_TRUE(view.look());
+  EXPECT_EQ("1 2 3 condition", events(view, from));
+  EXPECT_EQ(3U, view.new_alerts().at(make_record(1).szLevel));
+}
+
+TEST_F(View, AlertsOfALogThatCouldNotBeReadAtFirstAreNoNews) {
+  store(1, 3);
+  const std::string whole = alt_test::read_file(log()).value();
+  alt_test::write_file(log(), whole.substr(0, whole.size() - 1));
+  LogView view;
+  const uint64_t from = view.next_event();
+  alt_test::write_file(log(), whole);
+  EXPECT_TRUE(view.look());
   EXPECT_EQ("changed condition", events(view, from));
+}
+
+TEST_F(View, LogOfTheSameSizeThatWasCopiedOverItIsTakenUp) {
+  alt_max_count = 3;
+  store(1, 3);
+  LogView view;
+  view.look();
+  const std::string backup = alt_test::read_file(log()).value();
+  store(4, 6);
+  view.look();
+  (void)check_is_update();
+  alt_test::write_file(log(), backup);
+  view.look();
+  EXPECT_EQ(1U, view.snapshot()->alerts()[0]->alert_id);
+}
+
+TEST_F(View, LogWithADamagedHeaderIsUnreadable) {
+  store(1, 3);
+  LogView view;
+  std::string bytes = alt_test::read_file(log()).value();
+  bytes.replace(0, 60, std::string(60, 'x'));
+  alt_test::write_file(log(), bytes);
+  view.look();
+  EXPECT_EQ(LogCondition::kUnreadable, view.condition());
 }
 
 TEST_F(View, OldestEventsAreForgotten) {
@@ -149,7 +185,7 @@ TEST_F(View, OldestEventsAreForgotten) {
   const uint64_t begin = view.next_event();
   for (uint32_t id = 2; view.next_event() - begin <= LogView::kEventsMax; id += 4) {
     store(id, id + 3);
-    view.look();
+    view.read_again();
   }
   EXPECT_EQ(LogView::kEventsMax, view.next_event() - view.first_event());
   EXPECT_LT(begin, view.first_event());

@@ -31,8 +31,7 @@ export function useStatus(): Watch {
         setWatch({ status, silent: false, lastAnswer: Date.now() });
       } catch (error) {
         if (!(error instanceof NoAnswer)) return;
-        const silent = error.failure.kind === 'silent';
-        setWatch((before) => ({ ...before, silent }));
+        setWatch((before) => ({ ...before, silent: true }));
       }
       timer = window.setTimeout(poll, POLL_MS);
     };
