@@ -18,7 +18,7 @@ import { intakeLine } from './alerts.mjs';
 const ROOT = resolve(import.meta.dirname ?? new URL('.', import.meta.url).pathname, '../../..');
 const BUILD = resolve(process.env.QEL_BUILD ?? join(ROOT, 'build/dev'));
 const PAGE = join(ROOT, 'build/page');
-export const PATIENCE_MS = 20_000; // with what takes a while on a busy machine
+export const PATIENCE_MS = 60_000; // with what takes a while on a busy machine
 const SEMAPHORE_PROJECT = 97;
 
 export const SCREENSHOTS = join(ROOT, 'build/screenshots');
